@@ -1,0 +1,12 @@
+// Everything a caller of cmskit64 needs.
+#ifndef CMSKIT_CMSKIT_H
+#define CMSKIT_CMSKIT_H
+
+#include "export.h"
+#include "file.h"
+#include "identobj.h"
+#include "paths.h"
+#include "status.h"
+#include "tstring.h"
+
+#endif

@@ -1,0 +1,168 @@
+// The CryptoAPI subset the library uses, for POSIX systems. Types keep the
+// Windows layouts; handles are opaque 64-bit values owned by the provider.
+#ifndef CMSKIT_PLATFORM_CRYPT_POSIX_H
+#define CMSKIT_PLATFORM_CRYPT_POSIX_H
+
+#include "win32_posix.h"
+
+typedef ULONG_PTR HCRYPTPROV;
+typedef ULONG_PTR HCRYPTKEY;
+typedef ULONG_PTR HCRYPTHASH;
+typedef void* HCRYPTOIDFUNCSET;
+typedef void* HCRYPTOIDFUNCADDR;
+typedef void* HCERTSTORE;
+
+#define X509_ASN_ENCODING 0x00000001
+#define PKCS_7_ASN_ENCODING 0x00010000
+
+#define PROV_RSA_FULL 1
+#define PROV_RSA_AES 24
+#define PROV_GOST_2001_DH 75
+#define PROV_GOST_2012_256 80
+#define PROV_GOST_2012_512 81
+
+#define CRYPT_VERIFYCONTEXT 0xF0000000
+#define CRYPT_NEWKEYSET 0x00000008
+#define CRYPT_SILENT 0x00000040
+
+#define AT_KEYEXCHANGE 1
+#define AT_SIGNATURE 2
+
+#define KP_IV 1
+#define KP_PADDING 3
+#define KP_MODE 4
+#define KP_ALGID 7
+#define KP_BLOCKLEN 8
+#define KP_KEYLEN 9
+
+#define CERT_KEY_PROV_INFO_PROP_ID 2
+
+#define CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC "CryptMsgDllImportEncryptKey"
+
+#define NTE_BAD_DATA ((DWORD)0x80090005L)
+#define NTE_BAD_KEY ((DWORD)0x80090003L)
+#define NTE_BAD_LEN ((DWORD)0x80090004L)
+#define NTE_BAD_UID ((DWORD)0x80090001L)
+#define NTE_BAD_ALGID ((DWORD)0x80090008L)
+#define NTE_BAD_FLAGS ((DWORD)0x80090009L)
+#define NTE_BAD_TYPE ((DWORD)0x8009000AL)
+#define NTE_BAD_KEYSET ((DWORD)0x80090016L)
+#define NTE_NO_KEY ((DWORD)0x8009000DL)
+#define NTE_NO_MEMORY ((DWORD)0x8009000EL)
+#define NTE_BAD_KEYSET_PARAM ((DWORD)0x8009001FL)
+#define NTE_PROV_TYPE_NOT_DEF ((DWORD)0x80090017L)
+#define NTE_FAIL ((DWORD)0x80090020L)
+#define CRYPT_E_NOT_FOUND ((DWORD)0x80092004L)
+#define CRYPT_E_ASN1_CORRUPT ((DWORD)0x80093103L)
+#define CRYPT_E_ASN1_BADTAG ((DWORD)0x8009310BL)
+#define CRYPT_E_UNKNOWN_ALGO ((DWORD)0x80091002L)
+
+typedef struct _CRYPT_ALGORITHM_IDENTIFIER {
+  LPSTR pszObjId;
+  CRYPT_OBJID_BLOB Parameters;
+} CRYPT_ALGORITHM_IDENTIFIER, *PCRYPT_ALGORITHM_IDENTIFIER;
+
+typedef struct _CERT_PUBLIC_KEY_INFO {
+  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  CRYPT_BIT_BLOB PublicKey;
+} CERT_PUBLIC_KEY_INFO, *PCERT_PUBLIC_KEY_INFO;
+
+typedef struct _CERT_EXTENSION {
+  LPSTR pszObjId;
+  BOOL fCritical;
+  CRYPT_OBJID_BLOB Value;
+} CERT_EXTENSION, *PCERT_EXTENSION;
+
+typedef struct _CERT_INFO {
+  DWORD dwVersion;
+  CRYPT_INTEGER_BLOB SerialNumber;
+  CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm;
+  CERT_NAME_BLOB Issuer;
+  FILETIME NotBefore;
+  FILETIME NotAfter;
+  CERT_NAME_BLOB Subject;
+  CERT_PUBLIC_KEY_INFO SubjectPublicKeyInfo;
+  CRYPT_BIT_BLOB IssuerUniqueId;
+  CRYPT_BIT_BLOB SubjectUniqueId;
+  DWORD cExtension;
+  PCERT_EXTENSION rgExtension;
+} CERT_INFO, *PCERT_INFO;
+
+typedef struct _CERT_CONTEXT {
+  DWORD dwCertEncodingType;
+  BYTE* pbCertEncoded;
+  DWORD cbCertEncoded;
+  PCERT_INFO pCertInfo;
+  HCERTSTORE hCertStore;
+} CERT_CONTEXT, *PCERT_CONTEXT;
+typedef const CERT_CONTEXT* PCCERT_CONTEXT;
+
+typedef struct _CRYPT_KEY_PROV_PARAM {
+  DWORD dwParam;
+  BYTE* pbData;
+  DWORD cbData;
+  DWORD dwFlags;
+} CRYPT_KEY_PROV_PARAM, *PCRYPT_KEY_PROV_PARAM;
+
+typedef wchar_t WCHAR;
+typedef WCHAR* LPWSTR;
+typedef const WCHAR* LPCWSTR;
+
+// On POSIX the container name is the path of the private key file.
+typedef struct _CRYPT_KEY_PROV_INFO {
+  LPWSTR pwszContainerName;
+  LPWSTR pwszProvName;
+  DWORD dwProvType;
+  DWORD dwFlags;
+  DWORD cProvParam;
+  PCRYPT_KEY_PROV_PARAM rgProvParam;
+  DWORD dwKeySpec;
+} CRYPT_KEY_PROV_INFO, *PCRYPT_KEY_PROV_INFO;
+
+typedef BOOL(WINAPI* PFN_CMSG_IMPORT_ENCRYPT_KEY)(HCRYPTPROV hCryptProv, DWORD dwKeySpec,
+                                                  PCRYPT_ALGORITHM_IDENTIFIER paiEncrypt,
+                                                  PCRYPT_ALGORITHM_IDENTIFIER paiPubKey, PBYTE pbEncodedKey,
+                                                  DWORD cbEncodedKey, HCRYPTKEY* phEncryptKey);
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+PLATFORM_API BOOL CryptAcquireContextA(HCRYPTPROV* prov, LPCSTR container, LPCSTR provider, DWORD provType,
+                                       DWORD flags);
+PLATFORM_API BOOL CryptReleaseContext(HCRYPTPROV prov, DWORD flags);
+PLATFORM_API BOOL CryptGenRandom(HCRYPTPROV prov, DWORD length, BYTE* buffer);
+PLATFORM_API BOOL CryptDestroyKey(HCRYPTKEY key);
+PLATFORM_API BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey);
+PLATFORM_API BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data,
+                               DWORD* dataLength);
+PLATFORM_API BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data,
+                               DWORD* dataLength, DWORD bufferLength);
+PLATFORM_API BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags);
+PLATFORM_API BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data, DWORD flags);
+
+PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
+                                                         DWORD encodedLength);
+PLATFORM_API BOOL CertFreeCertificateContext(PCCERT_CONTEXT context);
+PLATFORM_API BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT context, DWORD propId, DWORD flags,
+                                                    const void* data);
+PLATFORM_API BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT context, DWORD propId, void* data,
+                                                    DWORD* dataLength);
+
+PLATFORM_API HCRYPTOIDFUNCSET CryptInitOIDFunctionSet(LPCSTR funcName, DWORD flags);
+PLATFORM_API BOOL CryptInstallOIDFunctionAddress(HMODULE module, DWORD encodingType, LPCSTR funcName,
+                                                 DWORD funcCount, const void* funcEntries, DWORD flags);
+PLATFORM_API BOOL CryptGetOIDFunctionAddress(HCRYPTOIDFUNCSET funcSet, DWORD encodingType, LPCSTR oid,
+                                             DWORD flags, void** funcAddr, HCRYPTOIDFUNCADDR* funcAddrHandle);
+PLATFORM_API BOOL CryptFreeOIDFunctionAddress(HCRYPTOIDFUNCADDR funcAddrHandle, DWORD flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+typedef struct _CRYPT_OID_FUNC_ENTRY {
+  LPCSTR pszOID;
+  void* pvFuncAddr;
+} CRYPT_OID_FUNC_ENTRY, *PCRYPT_OID_FUNC_ENTRY;
+
+#endif
