@@ -61,7 +61,8 @@ class KeysTest : public ::testing::Test {
   Bytes OpenSslEncrypt(const CipherCase& cipher, const Bytes& key, const Bytes& iv, const Bytes& plain) {
     WriteBytes(dir_.File("plain"), plain);
     const std::string command = std::string("openssl enc -e ") + cipher.encOptions + " -K " + Hex(key) +
-                                " -iv " + Hex(iv) + " -in " + dir_.File("plain") + " -out " + dir_.File("cipher");
+                                " -iv " + Hex(iv) + " -in " + dir_.File("plain") + " -out " +
+                                dir_.File("cipher");
     EXPECT_TRUE(Shell(command)) << command;
     return ReadBytes(dir_.File("cipher"));
   }
@@ -83,7 +84,8 @@ TEST_F(KeysTest, OpenSslCiphertextsDecryptInOneCallAndStreamed) {
       MakeKey(cipher, key, iv, &handle);
       Bytes whole = encrypted;
       DWORD length = static_cast<DWORD>(whole.size());
-      ASSERT_TRUE(CryptDecrypt(handle.handle, 0, TRUE, 0, whole.data(), &length)) << std::hex << GetLastError();
+      ASSERT_TRUE(CryptDecrypt(handle.handle, 0, TRUE, 0, whole.data(), &length))
+          << std::hex << GetLastError();
       EXPECT_EQ(plain, Bytes(whole.begin(), whole.begin() + length));
       // The final call started the key again from its IV.
       Bytes streamed;
@@ -143,7 +145,8 @@ TEST_F(KeysTest, BadPaddingAndPartialBlocksAreBadData) {
     ASSERT_TRUE(CryptSetKeyParam(handle.handle, KP_IV, iv.data(), 0));
     ASSERT_TRUE(CryptEncrypt(handle.handle, 0, FALSE, 0, block.data(), &length, 16));
     ASSERT_TRUE(CryptSetKeyParam(handle.handle, KP_IV, iv.data(), 0));
-    EXPECT_EQ(item.good, CryptDecrypt(handle.handle, 0, TRUE, 0, block.data(), &length) != FALSE) << item.what;
+    EXPECT_EQ(item.good, CryptDecrypt(handle.handle, 0, TRUE, 0, block.data(), &length) != FALSE)
+        << item.what;
     if (item.good) {
       EXPECT_EQ(item.plainLength, length) << item.what;
     } else {
@@ -263,7 +266,8 @@ TEST_F(KeysTest, StaleAndForeignHandlesAreRefused) {
   EXPECT_TRUE(CryptDecrypt(copy, 0, FALSE, 0, data, &length));
   EXPECT_TRUE(CryptDestroyKey(copy));
   const Bytes blob = PlainTextBlob(CALG_AES_128, PatternBytes(16, 17));
-  EXPECT_FALSE(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
+  EXPECT_FALSE(
+      CryptImportKey(0x5056000000000001ULL + 999, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
 }
 

@@ -22,9 +22,13 @@ namespace crypt_test {
 
 using Bytes = std::vector<BYTE>;
 
-inline std::string DataFile(const std::string& name) { return std::string(CMSKIT_TEST_DATA) + "/crypt/" + name; }
+inline std::string DataFile(const std::string& name) {
+  return std::string(CMSKIT_TEST_DATA) + "/crypt/" + name;
+}
 
-inline bool Shell(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+inline bool Shell(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 inline bool HaveOpenSsl() {
   static const bool have = Shell("openssl version");
@@ -160,7 +164,8 @@ inline bool ParseEnvelope(const Bytes& der, Envelope* envelope) {
   DerReader fields(enveloped);
   if (!detail::Step(fields, posix::kDerInteger, &version)) return false;
   if (fields.PeekTag() == 0xA0 && fields.Next(&part)) return false;  // originatorInfo
-  if (!detail::Step(fields, 0x31, &recipients) || !detail::Step(fields, posix::kDerSequence, &content)) return false;
+  if (!detail::Step(fields, 0x31, &recipients) || !detail::Step(fields, posix::kDerSequence, &content))
+    return false;
   DerReader recipientList(recipients);
   if (!detail::Step(recipientList, posix::kDerSequence, &recipient)) return false;
   DerReader ktri(recipient);
@@ -170,7 +175,8 @@ inline bool ParseEnvelope(const Bytes& der, Envelope* envelope) {
   if (!detail::Step(ktri, posix::kDerOctetString, &part)) return false;
   envelope->encryptedKey = detail::ValueOf(part);
   DerReader eci(content);
-  if (!detail::Step(eci, posix::kDerOid, &part) || !detail::Step(eci, posix::kDerSequence, &alg)) return false;
+  if (!detail::Step(eci, posix::kDerOid, &part) || !detail::Step(eci, posix::kDerSequence, &alg))
+    return false;
   DerReader algorithm(alg);
   if (!detail::Step(algorithm, posix::kDerOid, &algOid)) return false;
   envelope->contentOid = posix::OidText(algOid.value, algOid.length);
@@ -198,8 +204,8 @@ inline DWORD ImportEnvelopeKey(HCRYPTPROV prov, const Envelope& envelope, HCRYPT
   CRYPT_ALGORITHM_IDENTIFIER publicKey = {};
   Bytes encryptedKey = envelope.encryptedKey;
   const BOOL ok = reinterpret_cast<PFN_CMSG_IMPORT_ENCRYPT_KEY>(function)(
-      prov, AT_KEYEXCHANGE, &content, &publicKey, encryptedKey.data(), static_cast<DWORD>(encryptedKey.size()),
-      key);
+      prov, AT_KEYEXCHANGE, &content, &publicKey, encryptedKey.data(),
+      static_cast<DWORD>(encryptedKey.size()), key);
   const DWORD error = ok ? 0 : GetLastError();
   CryptFreeOIDFunctionAddress(handle, 0);
   return error;
@@ -219,7 +225,8 @@ inline bool DecryptPieces(HCRYPTKEY key, const Bytes& cipherText, size_t piece, 
   for (size_t at = 0; at < cipherText.size() || at == 0; at += piece) {
     const size_t size = std::min(piece, cipherText.size() - at);
     const bool final = at + size >= cipherText.size();
-    Bytes buffer(cipherText.begin() + static_cast<long>(at), cipherText.begin() + static_cast<long>(at + size));
+    Bytes buffer(cipherText.begin() + static_cast<long>(at),
+                 cipherText.begin() + static_cast<long>(at + size));
     DWORD length = static_cast<DWORD>(size);
     if (!CryptDecrypt(key, 0, final, 0, buffer.data(), &length)) return false;
     plainText->insert(plainText->end(), buffer.begin(), buffer.begin() + length);
