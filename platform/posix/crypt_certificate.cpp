@@ -97,22 +97,7 @@ DWORD CertificateContext::ParseCertificate() {
 DWORD CertificateContext::ParseToBeSigned(const DerElement& tbs) {
   DerReader fields(tbs);
   DerElement element;
-  uint32_t version = 0;
-  if (fields.PeekTag() == kVersionTag) {
-    DerElement versionInteger;
-    if (const DWORD code = fields.Next(&element)) return code;
-    if (const DWORD code = DerReader(element).Expect(kDerInteger, &versionInteger)) return code;
-    if (!SmallInteger(versionInteger, &version)) return CRYPT_E_ASN1_CORRUPT;
-  }
-  info_.dwVersion = version;
-
-  if (const DWORD code = fields.Expect(kDerInteger, &element)) return code;
-  if (element.length == 0) return CRYPT_E_ASN1_CORRUPT;
-  serial_.assign(element.value, element.value + element.length);
-  std::reverse(serial_.begin(), serial_.end());
-  info_.SerialNumber.cbData = static_cast<DWORD>(serial_.size());
-  info_.SerialNumber.pbData = serial_.data();
-
+  if (const DWORD code = ParseVersionAndSerial(fields)) return code;
   if (const DWORD code = fields.Expect(kDerSequence, &element)) return code;
   if (const DWORD code = ParseAlgorithm(element, &info_.SignatureAlgorithm)) return code;
   if (const DWORD code = fields.Expect(kDerSequence, &element)) return code;
@@ -123,7 +108,31 @@ DWORD CertificateContext::ParseToBeSigned(const DerElement& tbs) {
   info_.Subject = BlobOf(element.start, element.size);
   if (const DWORD code = fields.Expect(kDerSequence, &element)) return code;
   if (const DWORD code = ParsePublicKeyInfo(element)) return code;
+  return ParseOptionalFields(fields);
+}
 
+DWORD CertificateContext::ParseVersionAndSerial(DerReader& fields) {
+  DerElement element;
+  uint32_t version = 0;  // absent: v1
+  if (fields.PeekTag() == kVersionTag) {
+    DerElement versionInteger;
+    if (const DWORD code = fields.Next(&element)) return code;
+    if (const DWORD code = DerReader(element).Expect(kDerInteger, &versionInteger)) return code;
+    if (!SmallInteger(versionInteger, &version)) return CRYPT_E_ASN1_CORRUPT;
+  }
+  info_.dwVersion = version;
+  if (const DWORD code = fields.Expect(kDerInteger, &element)) return code;
+  if (element.length == 0) return CRYPT_E_ASN1_CORRUPT;
+  serial_.assign(element.value, element.value + element.length);
+  std::reverse(serial_.begin(), serial_.end());
+  info_.SerialNumber.cbData = static_cast<DWORD>(serial_.size());
+  info_.SerialNumber.pbData = serial_.data();
+  return 0;
+}
+
+// issuerUniqueID [1], subjectUniqueID [2], extensions [3].
+DWORD CertificateContext::ParseOptionalFields(DerReader& fields) {
+  DerElement element;
   while (!fields.AtEnd()) {
     if (const DWORD code = fields.Next(&element)) return code;
     CRYPT_BIT_BLOB* uniqueId = element.tag == kIssuerUniqueIdTag    ? &info_.IssuerUniqueId

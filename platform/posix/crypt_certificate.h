@@ -30,6 +30,8 @@ class CertificateContext {
   CertificateContext(const BYTE* encoded, DWORD length);
   DWORD ParseCertificate();
   DWORD ParseToBeSigned(const DerElement& tbs);
+  DWORD ParseVersionAndSerial(DerReader& fields);
+  DWORD ParseOptionalFields(DerReader& fields);
   DWORD ParseAlgorithm(const DerElement& element, CRYPT_ALGORITHM_IDENTIFIER* algorithm);
   DWORD ParseValidity(const DerElement& element);
   DWORD ParsePublicKeyInfo(const DerElement& element);

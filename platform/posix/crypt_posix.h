@@ -22,6 +22,9 @@
 //   info.dwKeySpec = AT_KEYEXCHANGE;
 //   CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info);
 //
+// A caller holding only the certificate reopens the key from the property with
+// CryptAcquireContextW(&prov, info->pwszContainerName, nullptr, info->dwProvType, 0).
+//
 // Then pass `cert` and `prov` to EnvelopedData::GetEncryptionKey. The caller
 // owns what it obtained: CryptDestroyKey for the content key, CryptReleaseContext
 // for the provider, CertFreeCertificateContext for the certificate.
@@ -201,6 +204,10 @@ extern "C" {
 #endif
 
 PLATFORM_API BOOL CryptAcquireContextA(HCRYPTPROV* prov, LPCSTR container, LPCSTR provider, DWORD provType,
+                                       DWORD flags);
+// The container as it comes back from CERT_KEY_PROV_INFO_PROP_ID; the path is
+// passed on in UTF-8.
+PLATFORM_API BOOL CryptAcquireContextW(HCRYPTPROV* prov, LPCWSTR container, LPCWSTR provider, DWORD provType,
                                        DWORD flags);
 PLATFORM_API BOOL CryptReleaseContext(HCRYPTPROV prov, DWORD flags);
 PLATFORM_API BOOL CryptGenRandom(HCRYPTPROV prov, DWORD length, BYTE* buffer);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "platform/posix/crypt_backends.h"
@@ -71,6 +72,30 @@ PkeyPtr LoadKey(const char* path) {
   return key;
 }
 
+// UTF-8 of a wide (UTF-32) text; false for values that are not characters.
+bool Utf8FromWide(LPCWSTR text, std::string* utf8) {
+  for (; *text; ++text) {
+    const uint32_t c = static_cast<uint32_t>(*text);
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return false;
+    if (c < 0x80) {
+      *utf8 += static_cast<char>(c);
+    } else if (c < 0x800) {
+      *utf8 += static_cast<char>(0xC0 | (c >> 6));
+      *utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      *utf8 += static_cast<char>(0xE0 | (c >> 12));
+      *utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      *utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      *utf8 += static_cast<char>(0xF0 | (c >> 18));
+      *utf8 += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      *utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      *utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return true;
+}
+
 DWORD CheckRequest(DWORD type, DWORD flags) {
   if (flags & ~kAllowedFlags) return NTE_BAD_FLAGS;
   if (!IsGostType(type) && !IsRsaType(type)) return NTE_PROV_TYPE_NOT_DEF;
@@ -120,6 +145,7 @@ DWORD FillRandom(BYTE* buffer, DWORD length) {
 using cmskit::posix::Provider;
 using cmskit::posix::ProviderTable;
 using cmskit::posix::RunCall;
+using cmskit::posix::Utf8FromWide;
 
 extern "C" {
 
@@ -131,6 +157,16 @@ BOOL CryptAcquireContextA(HCRYPTPROV* prov, LPCSTR container, LPCSTR /*provider*
     if (const DWORD code = Provider::Open(container, provType, flags, &opened)) return code;
     *prov = static_cast<HCRYPTPROV>(ProviderTable().Add(std::move(opened)));
     return 0;
+  });
+}
+
+BOOL CryptAcquireContextW(HCRYPTPROV* prov, LPCWSTR container, LPCWSTR /*provider*/, DWORD provType,
+                          DWORD flags) {
+  return RunCall([&]() -> DWORD {
+    std::string path;
+    if (container && !Utf8FromWide(container, &path)) return ERROR_INVALID_PARAMETER;
+    const char* narrow = container ? path.c_str() : nullptr;
+    return CryptAcquireContextA(prov, narrow, nullptr, provType, flags) ? 0 : GetLastError();
   });
 }
 

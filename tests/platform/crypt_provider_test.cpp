@@ -87,6 +87,20 @@ TEST(CryptProviderTest, ReleasedAndForeignProvidersAreRefused) {
   EXPECT_FALSE(CryptReleaseContext(prov, 0));
 }
 
+TEST(CryptProviderTest, WideContainerNamesAreUtf8Paths) {
+  ScratchDir dir;
+  const std::string folder = dir.File("");  // plain ASCII
+  WriteBytes(folder + "cl\xC3\xA9 \xE2\x82\xAC.pri", ReadBytes(DataFile("BobPrivRSAEncrypt.pri")));
+  const std::wstring wide = std::wstring(folder.begin(), folder.end()) + L"cl\u00E9 \u20AC.pri";
+  ProvHandle prov;
+  EXPECT_TRUE(CryptAcquireContextW(&prov.handle, wide.c_str(), nullptr, PROV_RSA_FULL, 0))
+      << std::hex << GetLastError();
+  const wchar_t notACharacter[] = {L'/', static_cast<wchar_t>(0xD800), 0};
+  HCRYPTPROV other = 0;
+  EXPECT_FALSE(CryptAcquireContextW(&other, notACharacter, nullptr, PROV_RSA_FULL, 0));
+  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
 }  // namespace
 }  // namespace crypt_test
 }  // namespace cmskit
