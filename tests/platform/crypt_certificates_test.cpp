@@ -205,25 +205,6 @@ TEST_F(CertificateTest, KeyProviderInfoFollowsTheSizeQueryProtocol) {
   EXPECT_TRUE(CertFreeCertificateContext(cert));
 }
 
-TEST(CryptCertificateGostTest, GostPublicKeyInfo) {
-  if (!HaveGost()) GTEST_SKIP() << "the gost engine cannot be loaded";
-  ScratchDir dir;
-  ASSERT_TRUE(
-      Shell("openssl req -engine gost -x509 -newkey gost2012_256 -pkeyopt paramset:A -nodes -subj /CN=g "
-            "-days 1 -keyout " +
-            dir.File("key.pem") + " -outform DER -out " + dir.File("cert.der")));
-  const Bytes der = ReadBytes(dir.File("cert.der"));
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
-  ASSERT_NE(nullptr, cert);
-  const CERT_PUBLIC_KEY_INFO& key = cert->pCertInfo->SubjectPublicKeyInfo;
-  EXPECT_STREQ("1.2.643.7.1.1.1.1", key.Algorithm.pszObjId);
-  ASSERT_GT(key.Algorithm.Parameters.cbData, 2u);
-  EXPECT_EQ(0x30, key.Algorithm.Parameters.pbData[0]);  // GostR3410-2012-PublicKeyParameters
-  EXPECT_EQ(66u, key.PublicKey.cbData);                 // an OCTET STRING of 64 bytes
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-}
-
 }  // namespace
 }  // namespace crypt_test
 }  // namespace cmskit

@@ -92,27 +92,22 @@ class ScratchDir {
   std::string path_;
 };
 
-class ProvHandle {
+// A provider or key handle released at the end of its scope.
+template <class Handle, BOOL (*Release)(Handle)>
+class Owned {
  public:
-  ProvHandle() = default;
-  ~ProvHandle() {
-    if (handle) CryptReleaseContext(handle, 0);
+  Owned() = default;
+  ~Owned() {
+    if (handle) Release(handle);
   }
-  ProvHandle(const ProvHandle&) = delete;
-  ProvHandle& operator=(const ProvHandle&) = delete;
-  HCRYPTPROV handle = 0;
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  Handle handle = 0;
 };
 
-class KeyHandle {
- public:
-  KeyHandle() = default;
-  ~KeyHandle() {
-    if (handle) CryptDestroyKey(handle);
-  }
-  KeyHandle(const KeyHandle&) = delete;
-  KeyHandle& operator=(const KeyHandle&) = delete;
-  HCRYPTKEY handle = 0;
-};
+inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 0); }
+using ProvHandle = Owned<HCRYPTPROV, ReleaseProvider>;
+using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
 
 // The parts of a single-recipient EnvelopedData that key import and content
 // decryption need.
