@@ -29,10 +29,19 @@
 // owns what it obtained: CryptDestroyKey for the content key, CryptReleaseContext
 // for the provider, CertFreeCertificateContext for the certificate.
 //
+// Content keys come from the installed "CryptMsgDllImportEncryptKey" functions
+// (AES-128/192/256-CBC, DES-EDE3-CBC, RC2-CBC, GOST 28147-89) or from
+// CryptImportKey with a PLAINTEXTKEYBLOB. CryptDecrypt streams: calls with Final
+// false return every block they are given (nothing is held back, as with the
+// Windows providers), the Final call checks and removes the CBC padding of its
+// last block, and the key then starts again from its IV. GOST keys use CFB mode;
+// KP_MIXMODE set to CRYPT_PROMIX_MODE turns on the key meshing CMS requires.
+//
 // Failures set the code a Windows caller would see: an unknown handle gives
 // ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
-// without the engine) NTE_BAD_ALGID, bad CBC padding NTE_BAD_DATA, and a buffer
-// that is too small ERROR_MORE_DATA with the needed size stored.
+// without the engine) NTE_BAD_ALGID, and a GOST provider type without the engine
+// NTE_PROV_TYPE_NOT_DEF; bad CBC padding gives NTE_BAD_DATA, and a buffer that is
+// too small ERROR_MORE_DATA with the needed size stored.
 #ifndef CMSKIT_PLATFORM_CRYPT_POSIX_H
 #define CMSKIT_PLATFORM_CRYPT_POSIX_H
 

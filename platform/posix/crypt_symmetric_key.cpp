@@ -1,11 +1,8 @@
 // Session keys: parameters and the streaming cipher context.
-#define OPENSSL_SUPPRESS_DEPRECATED  // EVP_CipherInit_ex with the gost engine
-
 #include "platform/posix/crypt_symmetric_key.h"
 
 #include <openssl/err.h>
 
-#include <climits>
 #include <cstring>
 
 #include "platform/posix/crypt_backends.h"
