@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "platform/posix/crypt_backends.h"
 #include "platform/posix/crypt_call.h"
@@ -35,25 +35,25 @@ bool IsGostType(DWORD type) {
 
 bool IsRsaType(DWORD type) { return type == PROV_RSA_FULL || type == PROV_RSA_AES; }
 
-bool ReadKeyFile(const char* path, std::vector<BYTE>* bytes) {
+// The whole file in memory that is wiped afterwards: it holds a private key.
+bool ReadKeyFile(const char* path, SecretBytes* bytes) {
   std::unique_ptr<FILE, FileCloser> file(fopen(path, "rb"));
-  if (!file) return false;
-  BYTE buffer[4096];
-  size_t got;
-  while ((got = fread(buffer, 1, sizeof(buffer), file.get())) > 0) {
-    bytes->insert(bytes->end(), buffer, buffer + got);
-    if (bytes->size() > static_cast<size_t>(kMaxKeyFileSize)) return false;
-  }
-  return !ferror(file.get());
+  if (!file || fseek(file.get(), 0, SEEK_END) != 0) return false;
+  const long size = ftell(file.get());
+  if (size <= 0 || size > kMaxKeyFileSize || fseek(file.get(), 0, SEEK_SET) != 0) return false;
+  SecretBytes content(static_cast<size_t>(size));
+  if (fread(content.data(), 1, content.size(), file.get()) != content.size()) return false;
+  *bytes = std::move(content);
+  return true;
 }
 
 // An encrypted key file would otherwise make OpenSSL prompt on the terminal.
 int RefusePassword(char*, int, int, void*) { return -1; }
 
-PkeyPtr ParseKey(const std::vector<BYTE>& bytes) {
+PkeyPtr ParseKey(const SecretBytes& bytes) {
   static const char kPemStart[] = "-----BEGIN";
-  const bool pem =
-      std::search(bytes.begin(), bytes.end(), kPemStart, kPemStart + sizeof(kPemStart) - 1) != bytes.end();
+  const BYTE* end = bytes.data() + bytes.size();
+  const bool pem = std::search(bytes.data(), end, kPemStart, kPemStart + sizeof(kPemStart) - 1) != end;
   BioPtr bio(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
   if (!bio) return nullptr;
   PkeyPtr key(pem ? PEM_read_bio_PrivateKey(bio.get(), nullptr, RefusePassword, nullptr)
@@ -65,8 +65,8 @@ PkeyPtr ParseKey(const std::vector<BYTE>& bytes) {
 // GOST key files only parse once the engine is loaded; it is loaded only
 // when a key did not parse without it.
 PkeyPtr LoadKey(const char* path) {
-  std::vector<BYTE> bytes;
-  if (!ReadKeyFile(path, &bytes) || bytes.empty()) return nullptr;
+  SecretBytes bytes;
+  if (!ReadKeyFile(path, &bytes)) return nullptr;
   PkeyPtr key = ParseKey(bytes);
   if (!key && GostEngine::Get().Available()) key = ParseKey(bytes);
   return key;
