@@ -117,7 +117,7 @@ void IdentObj::Resize(uint32_t newSize) {
   if (newSize == cbData) return;
   BYTE* bytes = new (std::nothrow) BYTE[newSize];
   if (!bytes) ThrowNoMemory();
-  if (pbData) memcpy(bytes, pbData, std::min(cbData, newSize));
+  if (pbData) memcpy(bytes, pbData, std::min<uint32_t>(cbData, newSize));
   delete[] pbData;
   pbData = bytes;
   cbData = newSize;

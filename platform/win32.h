@@ -11,18 +11,30 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+// windows.h must come before wincrypt.h.
+#include <windows.h>
+
+#include <wincrypt.h>
+
 #include <direct.h>
 #include <fcntl.h>
 #include <io.h>
 #include <stdlib.h>
 #include <string.h>
-#include <wincrypt.h>
-#include <windows.h>
+// Library members share these names; the A/W switch macros would rename them.
+#undef LoadString
+#undef GetMessage
+#undef CopyFile
+#undef GetObject
+
+// MinGW-w64 names the blob structure only through its aliases.
+typedef struct _CRYPTOAPI_BLOB CRYPTOAPI_BLOB;
 #define PLATFORM_PATH_SEPARATOR '\\'
 #define PLATFORM_API
 #else
-#include "posix/crypt_posix.h"
 #include "posix/win32_posix.h"
+
+#include "posix/crypt_posix.h"
 #endif
 
 // One entry of a module's string table where the platform keeps none in the

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "export.h"
+#include "platform/win32.h"
 
 namespace cmskit {
 

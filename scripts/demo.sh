@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# The main job: builds cmskit64 and runs it on an example.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+cmake --preset linux >/dev/null
+cmake --build --preset linux
+build/linux/bin/example_status_codes
