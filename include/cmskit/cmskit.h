@@ -2,6 +2,9 @@
 #ifndef CMSKIT_CMSKIT_H
 #define CMSKIT_CMSKIT_H
 
+#include "asn_codec.h"
+#include "asn_record.h"
+#include "asn_types.h"
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
