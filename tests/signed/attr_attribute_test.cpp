@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<BadAttribute>& info) { return info.param.name; });
 
 TEST(AttrAttribute, ValuesLongerThanTheBufferAreTruncated) {
-  const Bytes input = Cat({Hex("30 84 FF FF FF F0"), OidContentType(), Hex("31 84 FF FF FF FF 06 01 00")});
+  const Bytes input = Cat({Hex("30 84 FF FF FF F0"), OidContentType(), Hex("31 84 FF FF FF F0 06 01 00")});
   Attribute attribute;
   int error = 0;
   attribute.ReadData(input.data(), static_cast<DWORD>(input.size()), &error);

@@ -44,7 +44,9 @@ TEST_P(SignerInfoRfc4134, ReadsAndWritesBack) {
   const Bytes out = BytesOf(info.WriteData(&error));
   EXPECT_EQ(error, 0);
   EXPECT_EQ(out, WithNullParameters(input));
-  if (!GetParam().absentParameters) EXPECT_EQ(out, input);
+  if (!GetParam().absentParameters) {
+    EXPECT_EQ(out, input);
+  }
 
   MessageSignerInfo again;
   EXPECT_EQ(again.ReadData(out.data(), static_cast<DWORD>(out.size()), &error), out.size());
