@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <list>
 
@@ -9,6 +10,12 @@
 #include "tools/boundary.h"
 
 namespace cmskit {
+
+namespace {
+
+const char kWriteRoutine[] = "AttributesList::WriteData";
+
+}  // namespace
 
 DWORD AttributesList::Parse(const BYTE* data, DWORD length) {
   clear();
@@ -32,16 +39,17 @@ IdentObj AttributesList::Build() const {
     items.push_back(set.Build());
     total += items.back().size();
   }
-  if (total > UINT32_MAX) throw XTOOStatus(kStatusLength, "AttributesList::WriteData", false);
+  if (total > UINT32_MAX) throw XTOOStatus(kStatusLength, kWriteRoutine, false);
   IdentObj contents(nullptr, static_cast<uint32_t>(total));
   BYTE* out = contents.data();
-  for (const IdentObj& item : items) {
-    for (DWORD i = 0; i < item.size(); ++i) *out++ = item.data()[i];
-  }
-  const ASNTElementInfo info{static_cast<uint8_t>(universalClass ? kASNTUniversal : kASNTContext),
-                             kASNTConstructed, tag, 0, nullptr};
+  for (const IdentObj& item : items) out = std::copy(item.data(), item.data() + item.size(), out);
+  // The encoder copies context-specific contents as they are, whatever the tag
+  // number; a universal tag would select a value form instead. So the element
+  // is always built context-specific and only its class bits changed after.
+  const ASNTElementInfo info{kASNTContext, kASNTConstructed, tag, 0, nullptr};
   IdentObj encoded = ASNTEncodeElement(info, contents.data(), contents.size());
-  if (encoded.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "AttributesList::WriteData", false);
+  if (encoded.IsEmpty()) throw XTOOStatus(kStatusBadArgument, kWriteRoutine, false);
+  if (universalClass) encoded.data()[0] &= static_cast<BYTE>(~kASNTPrivate);
   return encoded;
 }
 

@@ -51,10 +51,32 @@ TEST(AttrAttributesList, UniversalSetIsWrittenBackContextSpecific) {
   EXPECT_EQ(BytesOf(list.WriteData(nullptr)), input);
 }
 
-TEST(AttrAttributesList, WritesAnEmptyListAsAnEmptyElement) {
-  AttributesList list;
-  list.tag = 0;
-  EXPECT_EQ(BytesOf(list.WriteData(nullptr)), Hex("A0 00"));
+TEST(AttrAttributesList, WritesContentsAsTheyAreUnderAnyTag) {
+  struct Case {
+    DWORD tag;
+    bool universal;
+    bool withSet;
+    Bytes header;
+  };
+  // Universal tags that have value forms elsewhere (UTCTime, INTEGER) and a
+  // high tag number still carry the attributes unchanged.
+  const Case cases[] = {{0, false, false, Hex("A0 00")},
+                        {23, true, false, Hex("37 00")},
+                        {2, true, true, Hex("22 1A")},
+                        {40, false, false, Hex("BF 28 00")},
+                        {40, true, true, Hex("3F 28 1A")}};
+  for (const Case& c : cases) {
+    AttributesList list;
+    list.tag = c.tag;
+    list.universalClass = c.universal;
+    if (c.withSet) {
+      const Bytes attr = ContentTypeAttr();
+      list.emplace_back();
+      list.back().ReadData(attr.data(), static_cast<DWORD>(attr.size()), nullptr);
+    }
+    const Bytes expected = c.withSet ? Cat({c.header, ContentTypeAttr()}) : c.header;
+    EXPECT_EQ(BytesOf(list.WriteData(nullptr)), expected) << "tag " << c.tag;
+  }
 }
 
 TEST(AttrAttributesList, MixesPristineAndRebuiltSets) {
