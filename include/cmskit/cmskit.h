@@ -8,6 +8,7 @@
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
+#include "message_files.h"
 #include "paths.h"
 #include "status.h"
 #include "tstring.h"
