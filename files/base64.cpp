@@ -11,24 +11,17 @@ namespace {
 
 constexpr size_t kMaxSize = std::numeric_limits<size_t>::max();
 
-// Every 12-bit value as its two alphabet characters: one lookup per half group.
-constexpr std::array<uint16_t, 4096> MakePairs() {
-  std::array<uint16_t, 4096> pairs{};
-  for (uint32_t v = 0; v < 4096; ++v) {
-    // Stored in memory order, so that a 2-byte copy yields the two characters.
-    const uint8_t first = static_cast<uint8_t>(kBase64Alphabet[v >> 6]);
-    const uint8_t second = static_cast<uint8_t>(kBase64Alphabet[v & 0x3F]);
-    pairs[v] = static_cast<uint16_t>(first | (second << 8));
-  }
+// Every 12-bit value as its two alphabet characters: one lookup and one
+// 2-byte copy per half group.
+using CharPair = std::array<char, 2>;
+constexpr std::array<CharPair, 4096> MakePairs() {
+  std::array<CharPair, 4096> pairs{};
+  for (uint32_t v = 0; v < 4096; ++v) pairs[v] = CharPair{kBase64Alphabet[v >> 6], kBase64Alphabet[v & 0x3F]};
   return pairs;
 }
-constexpr std::array<uint16_t, 4096> kPairs = MakePairs();
+constexpr std::array<CharPair, 4096> kPairs = MakePairs();
 
-inline void PutPair(char* out, uint32_t twelveBits) {
-  const uint16_t pair = kPairs[twelveBits];
-  out[0] = static_cast<char>(pair & 0xFF);
-  out[1] = static_cast<char>(pair >> 8);
-}
+inline void PutPair(char* out, uint32_t twelveBits) { memcpy(out, kPairs[twelveBits].data(), 2); }
 
 inline void EncodeGroup(const BYTE* in, char* out) {
   const uint32_t v = (static_cast<uint32_t>(in[0]) << 16) | (static_cast<uint32_t>(in[1]) << 8) | in[2];

@@ -3,6 +3,7 @@
 // unbroken output line; every quantum decoded on its own, so padded quanta
 // and armour lines may stand between quanta). Files are read and written in
 // large blocks so that big messages convert at disk speed in constant memory.
+#include <algorithm>
 #include <vector>
 
 #include "cmskit/file.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr uint32_t kEncodeBlock = 3 * 32768;  // whole groups, so only the last read pads
 constexpr size_t kDecodeBlock = 1 << 17;      // characters buffered from the source
+constexpr size_t kDecodeChunk = 1 << 12;      // characters decoded between checks for room
 constexpr size_t kOutputBlock = 1 << 17;      // decoded bytes kept before a write
 
 bool Usable(const CTOOFile& file) { return file.IsOpen() && !file.IsError(); }
@@ -36,18 +38,23 @@ bool EncodeStream(CTOOFile& in, CTOOFile& out) {
   }
 }
 
-// Whole quanta of alphabet characters straight from the source buffer: the
-// same result as collecting them one quantum at a time. Stops before the first
-// quantum that needs the careful reader; false when a write failed.
+// Whole quanta of alphabet characters straight from the source buffer, and
+// white space between quanta: the same result as collecting them one quantum
+// at a time, since each collection skips white space first. Stops before the
+// first quantum that needs the careful reader; false when a write failed.
 bool DecodePlainQuanta(FileByteSource& in, BlockWriter& out) {
   while (in.Fill(4)) {
-    const size_t span = in.Available() / 4 * 4;
+    const size_t span = std::min(in.Available(), kDecodeChunk) / 4 * 4;
     BYTE* room = out.Reserve(span / 4 * 3);
     if (!room) return false;
     const size_t used = Base64DecodeQuanta(reinterpret_cast<const char*>(in.Cursor()), span, room);
     out.Commit(used / 4 * 3);
     in.Skip(used);
-    if (used < span) return true;
+    if (used == span) continue;
+    size_t blanks = 0;
+    while (blanks < in.Available() && IsBase64WhiteSpace(in.Cursor()[blanks])) ++blanks;
+    if (blanks == 0) return true;
+    in.Skip(blanks);
   }
   return true;
 }
