@@ -1,6 +1,7 @@
 // Fuzz target for message type detection: the input as a file for the three
 // exported tests, and as exactly sized memory for the walks behind them.
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -24,6 +25,8 @@ const TOO::TEMPFOLDER& Folder() {
 
 void FuzzFile(const uint8_t* data, size_t size) {
   const std::string path = std::string(Folder().c_str()) + "/message";
+  // Made afresh: truncating a file in place can cost a disk flush.
+  std::remove(path.c_str());
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   const CmsFileType type = GetFileTypeByContent(path.c_str());
