@@ -5,11 +5,15 @@
 #include "asn_codec.h"
 #include "asn_record.h"
 #include "asn_types.h"
+#include "encrypted_content_info.h"
+#include "enveloped_data.h"
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
+#include "originator_info.h"
 #include "paths.h"
 #include "status.h"
+#include "trans_recipient_info.h"
 #include "tstring.h"
 
 #endif
