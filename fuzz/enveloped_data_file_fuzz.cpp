@@ -1,6 +1,9 @@
-// Fuzz target: EnvelopedData::ReadObject from a file. A successful read must
-// agree with the memory reader, and the file writer, which streams the
-// content from the input file, must write what the memory writer builds.
+// Fuzz target: EnvelopedData::ReadObject from a file. Where the memory reader
+// also succeeds the two find the same recipients; the file reader may stop
+// earlier, since it puts back the header of an element other than [0] after
+// the content's algorithm (and so also accepts more). The file writer, which
+// streams the content from the input file, must write what the memory writer
+// builds.
 #include "enveloped_fuzz_util.h"
 
 namespace {
@@ -43,9 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (error != 0) return 0;
   EnvelopedData inMemory;
   int memoryError = 0;
-  fuzz::Require(inMemory.ReadObject(data, static_cast<DWORD>(size), &memoryError) == consumed);
-  fuzz::Require(memoryError == 0);
-  fuzz::Require(inMemory.recipientInfos.size() == fromFile.recipientInfos.size());
+  const DWORD memoryConsumed = inMemory.ReadObject(data, static_cast<DWORD>(size), &memoryError);
+  if (memoryError == 0) {
+    fuzz::Require(memoryConsumed >= consumed);
+    fuzz::Require(inMemory.recipientInfos.size() == fromFile.recipientInfos.size());
+  }
   CheckWriters(fromFile);
   return 0;
 }
