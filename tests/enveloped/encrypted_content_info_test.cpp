@@ -32,16 +32,16 @@ TEST(EncryptedContentInfo, ReadsFromMemory) {
       {"no [0]", Eci({}), 35, 0, 0, {}},
       {"third element not [0] is ignored", Eci(Tlv(0x81, kContent)), 41, 0, 0, {}},
       {"constructed indefinite keeps its end-of-contents", StreamedEci(), 48, 0, 2, kPieces},
-      {"one child", Tlv(0x30, DataOid()), 0, CRYPT_E_ASN1_CORRUPT, 0, {}},
+      {"one child", Tlv(0x30, DataOid()), 0, kAsn1Corrupt, 0, {}},
       {"four children",
        Tlv(0x30, Cat({DataOid(), Des3Cbc(), Tlv(0x80, kContent), Hex("05 00")})),
        0,
-       CRYPT_E_ASN1_CORRUPT,
+       kAsn1Corrupt,
        0,
        {}},
-      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), 0, CRYPT_E_ASN1_BADTAG, 0, {}},
-      {"truncated", Bytes(full.begin(), full.end() - 1), 0, CRYPT_E_ASN1_CORRUPT, 0, {}},
-      {"primitive outer", Hex("04 02 05 00"), 0, CRYPT_E_ASN1_BADTAG, 0, {}},
+      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), 0, kAsn1BadTag, 0, {}},
+      {"truncated", Bytes(full.begin(), full.end() - 1), 0, kAsn1Corrupt, 0, {}},
+      {"primitive outer", Hex("04 02 05 00"), 0, kAsn1BadTag, 0, {}},
   };
   for (const MemoryCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -126,10 +126,10 @@ TEST_F(EncryptedContentFile, SwapsTheCodesOfTheMemoryReader) {
     Bytes input;
     DWORD lastError;
   } const cases[] = {
-      {"not a SEQUENCE", Tlv(0x31, Cat({DataOid(), Des3Cbc()})), CRYPT_E_ASN1_BADTAG},
-      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), CRYPT_E_ASN1_CORRUPT},
+      {"not a SEQUENCE", Tlv(0x31, Cat({DataOid(), Des3Cbc()})), kAsn1BadTag},
+      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), kAsn1Corrupt},
       {"unterminated indefinite [0]", Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80 04 01 00")}),
-       CRYPT_E_ASN1_CORRUPT},
+       kAsn1Corrupt},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -180,11 +180,11 @@ TEST_F(EncryptedContentFile, WritersReportAMissingOrShortSource) {
   CTOOFile out(target.c_str(), "wb");
   SetLastError(0);
   EXPECT_EQ(source.WriteObject(out), 0u);
-  EXPECT_EQ(GetLastError(), 0x80092003u);
+  EXPECT_EQ(GetLastError(), kFileError);
   source.fileName = dir_.Path("missing.bin").c_str();
   SetLastError(0);
   EXPECT_EQ(source.WriteObject(out), 0u);
-  EXPECT_EQ(GetLastError(), 0x80092003u);
+  EXPECT_EQ(GetLastError(), kFileError);
 }
 
 TEST(EncryptedContentInfo, WritesMemoryContentAndSizes) {

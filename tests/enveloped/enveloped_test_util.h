@@ -16,6 +16,12 @@
 
 namespace cmskit::test {
 
+// Platform codes as plain 32-bit values (the Windows headers spell some as
+// signed HRESULTs).
+constexpr DWORD kAsn1Corrupt = 0x80093103u;
+constexpr DWORD kAsn1BadTag = 0x8009310Bu;
+constexpr DWORD kFileError = 0x80092003u;
+
 // One definite-length element.
 inline Bytes Tlv(BYTE tag, const Bytes& contents) {
   Bytes out{tag};
