@@ -24,8 +24,14 @@ uint64_t FileElementSource::Position() {
 
 uint64_t FileElementSource::End() {
   if (endKnown_) return end_;
+  // GetLength flushes the stream first; on a stream being read, the Windows
+  // runtime drops its read-ahead there and leaves the position at the end of
+  // it, so the position is put back explicitly.
+  const int32_t position = file_.Tell();
+  if (position < 0) Fail(file_.GetStatus() != 0 ? file_.GetStatus() : kStatusTell);
   const uint32_t length = file_.GetLength();
   if (file_.IsError()) Fail(file_.GetStatus());
+  if (file_.Seek(position, SEEK_SET) != 0) Fail(kStatusCorrupt);
   end_ = length;
   endKnown_ = true;
   return end_;
