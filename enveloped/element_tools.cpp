@@ -73,10 +73,14 @@ IdentObj EncodeUnsigned(DWORD value) {
   return ASNTEncodeElement(info, bytes, sizeof bytes);
 }
 
-IdentObj EncodeObjectId(const char* dottedText) {
+IdentObj EncodeObjectId(const char* dottedText, const char* origin) {
   const ASNTElementInfo info{kASNTUniversal, kASNTPrimitive, kASNTObjectId, 0, nullptr};
   const DWORD length = dottedText ? static_cast<DWORD>(strlen(dottedText)) : 0;
-  return ASNTEncodeElement(info, dottedText, length);
+  IdentObj element = ASNTEncodeElement(info, dottedText, length);
+  // The encoder answers text that is no object identifier (an empty one
+  // included) with nothing; leaving the element out would shift the rest.
+  if (element.IsEmpty()) RaiseStatus(kStatusBadArgument, origin);
+  return element;
 }
 
 IdentObj EncodeSequence(const std::list<IdentObj>& items, uint32_t tagNumber, const char* origin) {

@@ -47,7 +47,8 @@ IdentObj WrapExplicit(uint32_t tagNumber, const IdentObj& inner);
 // Identifier and length octets only, for `contentsLength` contents octets.
 IdentObj EncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentsLength);
 IdentObj EncodeUnsigned(DWORD value);
-IdentObj EncodeObjectId(const char* dottedText);
+// Status 28 for text that does not encode as an object identifier.
+IdentObj EncodeObjectId(const char* dottedText, const char* origin);
 IdentObj EncodeSequence(const std::list<IdentObj>& items, uint32_t tagNumber, const char* origin);
 
 // Writes all of `bytes`; a short write raises the file's status (6 if none).

@@ -91,7 +91,7 @@ void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
 DWORD StreamToFile(const EncryptedContentInfo& source, CTOOFile& file) {
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
   const uint64_t contentLength = inFile ? source.contentLength : source.encryptedContent.size();
-  const IdentObj type = EncodeObjectId(source.contentType.c_str());
+  const IdentObj type = EncodeObjectId(source.contentType.c_str(), kWriteOrigin);
   int status = 0;
   const IdentObj algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
   if (status != 0) RaiseStatus(status, kWriteOrigin);

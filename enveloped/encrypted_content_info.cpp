@@ -82,7 +82,7 @@ IdentObj BuildEncoding(const EncryptedContentInfo& source) {
   const IdentObj& content = inFile ? fileContent : source.encryptedContent;
 
   std::list<IdentObj> items;
-  items.push_back(EncodeObjectId(source.contentType.c_str()));
+  items.push_back(EncodeObjectId(source.contentType.c_str(), kWriteOrigin));
   int status = 0;
   items.push_back(source.contentEncryptionAlgorithm.WriteData(&status));
   if (status != 0) RaiseStatus(status, kWriteOrigin);
@@ -99,7 +99,7 @@ uint64_t MeasureEncoding(const EncryptedContentInfo& source) {
   const uint64_t contentLength = (source.flags & EncryptedContentInfo::kContentInFile)
                                      ? source.contentLength
                                      : source.encryptedContent.size();
-  uint64_t total = EncodeObjectId(source.contentType.c_str()).size();
+  uint64_t total = EncodeObjectId(source.contentType.c_str(), kWriteOrigin).size();
   total += source.contentEncryptionAlgorithm.GetWriteSize();
   if (contentLength != 0) {
     const uint8_t constructed =

@@ -9,7 +9,7 @@ namespace cmskit {
 
 EnvelopedDataParts EncodeEnvelopedDataParts(const EnvelopedData& source, const char* origin) {
   EnvelopedDataParts parts;
-  parts.contentType = EncodeObjectId(kEnvelopedDataType);
+  parts.contentType = EncodeObjectId(kEnvelopedDataType, origin);
   parts.version = EncodeUnsigned(source.version);
   // The [0] and [1] are outer wrappers around complete elements (explicit
   // tagging); the readers of this library expect them so.

@@ -210,6 +210,22 @@ TEST(EncryptedContentInfo, WritesMemoryContentAndSizes) {
   }
 }
 
+// Text that is no object identifier has no encoding: the writers fail
+// rather than leave the element out.
+TEST(EncryptedContentInfo, ContentTypeThatIsNoObjectIdentifierFailsToWrite) {
+  const Bytes input = Tlv(0x30, Cat({Hex("06 00"), Des3Cbc(), Tlv(0x80, kContent)}));
+  EncryptedContentInfo eci;
+  ASSERT_EQ(eci.ReadObject(input.data(), static_cast<DWORD>(input.size())), input.size());
+  EXPECT_TRUE(eci.contentType.IsEmpty());
+  SetLastError(0);
+  EXPECT_TRUE(eci.WriteObject().IsEmpty());
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
+  EXPECT_EQ(eci.GetObjectSize(), 0u);
+  EnvelopedData message;
+  message.encryptedContentInfo = eci;
+  ExpectThrowsStatus([&] { message.WriteObject(); }, 28, "EnvelopedData::WriteObject");
+}
+
 TEST(EncryptedContentInfo, AssignmentKeepsTheTargetsFileName) {
   EncryptedContentInfo source;
   source.contentType = "1.2.3";
