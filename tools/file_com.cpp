@@ -181,7 +181,10 @@ uint32_t CTOOFile::GetLength() {
     RecordClosed(0);
     return 0xFFFFFFFF;
   }
-  fflush(Stream());
+  // A seek to the current position pushes pending writes out so the length
+  // counts them; unlike fflush it leaves a read stream's position intact on
+  // every runtime.
+  fseek(Stream(), 0, SEEK_CUR);
   const long length = _filelength(_fileno(Stream()));
   if (static_cast<uint32_t>(length) == 0xFFFFFFFF) {
     message = fileName_;

@@ -10,7 +10,9 @@ namespace {
 HINSTANCE g_instance = nullptr;
 }
 
-HINSTANCE OwnModuleInstance() { return g_instance; }
+// Linked into a program instead of loaded as a DLL, the library never sees
+// DllMain: the program is then its module, string table included.
+HINSTANCE OwnModuleInstance() { return g_instance ? g_instance : GetModuleHandleA(nullptr); }
 
 }  // namespace cmskit
 

@@ -42,7 +42,7 @@ bool RemoveTree(const std::string& folder) {
       if (entry.attrib & _A_SUBDIR)
         RemoveTree(child);
       else
-        remove(child.c_str());
+        _unlink(child.c_str());  // the runtime's remove, on either separator
     } while (_findnext(handle, &entry) == 0);
     _findclose(handle);
   }

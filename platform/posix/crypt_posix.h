@@ -1,5 +1,47 @@
-// The CryptoAPI subset the library uses, for POSIX systems. Types keep the
-// Windows layouts; handles are opaque 64-bit values owned by the provider.
+// The CryptoAPI subset the library uses, for POSIX systems, implemented on
+// OpenSSL 3 (GOST algorithms through OpenSSL's "gost" engine). Types keep the
+// Windows layouts; handles are opaque 64-bit values owned by the provider and
+// checked on every call, so a stale or foreign handle is an error, never a crash.
+//
+// Getting a provider on Linux: the container name is the path of a private key
+// file (PEM or DER, unencrypted; RSA, GOST R 34.10-2001 or GOST R 34.10-2012):
+//
+//   HCRYPTPROV prov = 0;
+//   CryptAcquireContextA(&prov, "/path/recipient.key", nullptr, PROV_RSA_AES, 0);
+//   // GOST keys: PROV_GOST_2001_DH, PROV_GOST_2012_256 or PROV_GOST_2012_512.
+//   // CRYPT_VERIFYCONTEXT (container null) gives a provider without a key.
+//
+// Tying the key to its certificate, so that the certificate names its key as
+// it does on Windows (the library reads dwKeySpec from this property):
+//
+//   PCCERT_CONTEXT cert = CertCreateCertificateContext(X509_ASN_ENCODING, der, derLength);
+//   std::wstring path = L"/path/recipient.key";
+//   CRYPT_KEY_PROV_INFO info = {};
+//   info.pwszContainerName = &path[0];
+//   info.dwProvType = PROV_RSA_AES;
+//   info.dwKeySpec = AT_KEYEXCHANGE;
+//   CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info);
+//
+// A caller holding only the certificate reopens the key from the property with
+// CryptAcquireContextW(&prov, info->pwszContainerName, nullptr, info->dwProvType, 0).
+//
+// Then pass `cert` and `prov` to EnvelopedData::GetEncryptionKey. The caller
+// owns what it obtained: CryptDestroyKey for the content key, CryptReleaseContext
+// for the provider, CertFreeCertificateContext for the certificate.
+//
+// Content keys come from the installed "CryptMsgDllImportEncryptKey" functions
+// (AES-128/192/256-CBC, DES-EDE3-CBC, RC2-CBC, GOST 28147-89) or from
+// CryptImportKey with a PLAINTEXTKEYBLOB. CryptDecrypt streams: calls with Final
+// false return every block they are given (nothing is held back, as with the
+// Windows providers), the Final call checks and removes the CBC padding of its
+// last block, and the key then starts again from its IV. GOST keys use CFB mode;
+// KP_MIXMODE set to CRYPT_PROMIX_MODE turns on the key meshing CMS requires.
+//
+// Failures set the code a Windows caller would see: an unknown handle gives
+// ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
+// without the engine) NTE_BAD_ALGID, and a GOST provider type without the engine
+// NTE_PROV_TYPE_NOT_DEF; bad CBC padding gives NTE_BAD_DATA, and a buffer that is
+// too small ERROR_MORE_DATA with the needed size stored.
 #ifndef CMSKIT_PLATFORM_CRYPT_POSIX_H
 #define CMSKIT_PLATFORM_CRYPT_POSIX_H
 
@@ -34,6 +76,44 @@ typedef void* HCERTSTORE;
 #define KP_ALGID 7
 #define KP_BLOCKLEN 8
 #define KP_KEYLEN 9
+#define KP_EFFECTIVE_KEYLEN 19
+// GOST keys: the key meshing mode (a DWORD; CRYPT_PROMIX_MODE turns on the
+// meshing every 1024 bytes that CMS requires) and the cipher parameter set as
+// dotted OID text with its terminating null (read only).
+#define KP_MIXMODE 101
+#define KP_CIPHEROID 104
+#define CRYPT_SIMPLEMIX_MODE 0
+#define CRYPT_PROMIX_MODE 1
+
+#define CRYPT_MODE_CBC 1
+#define CRYPT_MODE_ECB 2
+#define CRYPT_MODE_OFB 3
+#define CRYPT_MODE_CFB 4
+#define PKCS5_PADDING 1
+
+typedef unsigned int ALG_ID;
+
+#define CALG_DES 0x00006601
+#define CALG_RC2 0x00006602
+#define CALG_3DES 0x00006603
+#define CALG_AES_128 0x0000660e
+#define CALG_AES_192 0x0000660f
+#define CALG_AES_256 0x00006610
+#define CALG_G28147 0x0000661e
+
+#define PLAINTEXTKEYBLOB 0x8
+#define CUR_BLOB_VERSION 2
+#define CRYPT_EXPORTABLE 0x00000001
+
+typedef struct _PUBLICKEYSTRUC {
+  BYTE bType;
+  BYTE bVersion;
+  WORD reserved;
+  ALG_ID aiKeyAlg;
+} BLOBHEADER, PUBLICKEYSTRUC;
+
+#define CRYPT_INSTALL_OID_FUNC_BEFORE_FLAG 1
+#define CRYPT_GET_INSTALLED_OID_FUNC_FLAG 0x1
 
 #define CERT_KEY_PROV_INFO_PROP_ID 2
 
@@ -52,6 +132,10 @@ typedef void* HCERTSTORE;
 #define NTE_BAD_KEYSET_PARAM ((DWORD)0x8009001FL)
 #define NTE_PROV_TYPE_NOT_DEF ((DWORD)0x80090017L)
 #define NTE_FAIL ((DWORD)0x80090020L)
+#define NTE_BAD_KEY_STATE ((DWORD)0x8009000BL)
+#define NTE_BAD_VER ((DWORD)0x80090007L)
+#define E_INVALIDARG ((DWORD)0x80070057L)
+#define CRYPT_E_ASN1_EOD ((DWORD)0x80093102L)
 #define CRYPT_E_NOT_FOUND ((DWORD)0x80092004L)
 #define CRYPT_E_ASN1_CORRUPT ((DWORD)0x80093103L)
 #define CRYPT_E_ASN1_BADTAG ((DWORD)0x8009310BL)
@@ -130,8 +214,14 @@ extern "C" {
 
 PLATFORM_API BOOL CryptAcquireContextA(HCRYPTPROV* prov, LPCSTR container, LPCSTR provider, DWORD provType,
                                        DWORD flags);
+// The container as it comes back from CERT_KEY_PROV_INFO_PROP_ID; the path is
+// passed on in UTF-8.
+PLATFORM_API BOOL CryptAcquireContextW(HCRYPTPROV* prov, LPCWSTR container, LPCWSTR provider, DWORD provType,
+                                       DWORD flags);
 PLATFORM_API BOOL CryptReleaseContext(HCRYPTPROV prov, DWORD flags);
 PLATFORM_API BOOL CryptGenRandom(HCRYPTPROV prov, DWORD length, BYTE* buffer);
+PLATFORM_API BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTKEY pubKey,
+                                 DWORD flags, HCRYPTKEY* key);
 PLATFORM_API BOOL CryptDestroyKey(HCRYPTKEY key);
 PLATFORM_API BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey);
 PLATFORM_API BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data,
@@ -143,6 +233,7 @@ PLATFORM_API BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data,
 
 PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
                                                          DWORD encodedLength);
+PLATFORM_API PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT context);
 PLATFORM_API BOOL CertFreeCertificateContext(PCCERT_CONTEXT context);
 PLATFORM_API BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT context, DWORD propId, DWORD flags,
                                                     const void* data);

@@ -277,6 +277,8 @@ int _mkdir(const char* path) { return mkdir(NativePath(path).c_str(), 0777); }
 
 int _rmdir(const char* path) { return rmdir(NativePath(path).c_str()); }
 
+int _unlink(const char* path) { return unlink(NativePath(path).c_str()); }
+
 int _open(const char* path, int flags, ...) {
   int mode = 0;
   if (flags & O_CREAT) {

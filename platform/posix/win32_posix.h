@@ -187,6 +187,7 @@ PLATFORM_API int _stricmp(const char* a, const char* b);
 PLATFORM_API int _strnicmp(const char* a, const char* b, size_t count);
 PLATFORM_API int _mkdir(const char* path);
 PLATFORM_API int _rmdir(const char* path);
+PLATFORM_API int _unlink(const char* path);
 PLATFORM_API int _open(const char* path, int flags, ...);
 PLATFORM_API int _close(int fd);
 PLATFORM_API int _fileno(FILE* stream);

@@ -1,0 +1,78 @@
+// Set-up of OpenSSL's providers and of the gost engine. The objects are made
+// once and deliberately never destroyed: OpenSSL tears its own state down at
+// exit, and a destructor running after that would touch freed memory.
+#define OPENSSL_SUPPRESS_DEPRECATED  // the gost engine is only reachable through the ENGINE interface
+
+#include "platform/posix/crypt_backends.h"
+
+#include <openssl/engine.h>
+#include <openssl/err.h>
+#include <openssl/obj_mac.h>
+#include <openssl/provider.h>
+
+namespace cmskit {
+namespace posix {
+
+const CipherLibrary& CipherLibrary::Get() {
+  static const CipherLibrary* library = new CipherLibrary();
+  return *library;
+}
+
+CipherLibrary::CipherLibrary() {
+  context_ = OSSL_LIB_CTX_new();
+  if (!context_) return;
+  // Either provider may fail to load; then its ciphers are simply not found.
+  OSSL_PROVIDER_load(context_, "default");
+  OSSL_PROVIDER_load(context_, "legacy");
+  ERR_clear_error();
+}
+
+CipherPtr CipherLibrary::Fetch(const CipherAlgorithm& algorithm) const {
+  if (!context_ || !algorithm.openSslName) return nullptr;
+  CipherPtr cipher(EVP_CIPHER_fetch(context_, algorithm.openSslName, nullptr));
+  if (!cipher) ERR_clear_error();
+  return cipher;
+}
+
+const GostEngine& GostEngine::Get() {
+  static const GostEngine* engine = new GostEngine();
+  return *engine;
+}
+
+GostEngine::GostEngine() {
+  ENGINE* engine = ENGINE_by_id("gost");
+  if (!engine) {
+    ERR_clear_error();
+    return;
+  }
+  if (!ENGINE_init(engine)) {
+    ENGINE_free(engine);
+    ERR_clear_error();
+    return;
+  }
+  // Registered for their own algorithm identifiers only, so that GOST key
+  // files parse and GOST keys decrypt; nothing else changes its implementation.
+  const EVP_CIPHER* cipher = ENGINE_get_cipher(engine, NID_id_Gost28147_89);
+  if (!cipher || !ENGINE_register_pkey_asn1_meths(engine) || !ENGINE_register_pkey_meths(engine)) {
+    ENGINE_finish(engine);
+    ENGINE_free(engine);
+    ERR_clear_error();
+    return;
+  }
+  engine_ = engine;
+  cipher_ = cipher;
+}
+
+bool IsGostKey(const EVP_PKEY* key) {
+  switch (EVP_PKEY_get_base_id(key)) {
+    case NID_id_GostR3410_2001:
+    case NID_id_GostR3410_2012_256:
+    case NID_id_GostR3410_2012_512:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace posix
+}  // namespace cmskit

@@ -1,0 +1,50 @@
+// Where the provider's cryptography comes from: OpenSSL's providers for the
+// ordinary ciphers (in a library context of our own, so that loading the
+// legacy provider for RC2 changes nothing for the rest of the process) and
+// the gost engine for the GOST family. Both are set up on first use and kept
+// for the life of the process.
+#ifndef CMSKIT_PLATFORM_POSIX_CRYPT_BACKENDS_H
+#define CMSKIT_PLATFORM_POSIX_CRYPT_BACKENDS_H
+
+#include <openssl/types.h>
+
+#include "platform/posix/crypt_algorithms.h"
+#include "platform/posix/crypt_openssl.h"
+
+namespace cmskit {
+namespace posix {
+
+class CipherLibrary {
+ public:
+  static const CipherLibrary& Get();
+  // The cipher for a provider-backed algorithm; null when it is not there
+  // (the legacy provider may be missing).
+  CipherPtr Fetch(const CipherAlgorithm& algorithm) const;
+
+ private:
+  CipherLibrary();
+  OSSL_LIB_CTX* context_ = nullptr;
+};
+
+class GostEngine {
+ public:
+  // Loads the engine "gost" the first time; afterwards only reports.
+  static const GostEngine& Get();
+  bool Available() const { return engine_ != nullptr; }
+  ENGINE* Engine() const { return engine_; }
+  // GOST 28147-89 in CFB mode with CryptoPro key meshing.
+  const EVP_CIPHER* Cipher() const { return cipher_; }
+
+ private:
+  GostEngine();
+  ENGINE* engine_ = nullptr;
+  const EVP_CIPHER* cipher_ = nullptr;
+};
+
+// Whether a private key belongs to the GOST R 34.10 family.
+bool IsGostKey(const EVP_PKEY* key);
+
+}  // namespace posix
+}  // namespace cmskit
+
+#endif

@@ -1,0 +1,110 @@
+// The session-key functions: importing a plain-text key, duplicating and
+// destroying keys, decrypting and encrypting, and key parameters.
+#include <cstring>
+#include <memory>
+
+#include "platform/posix/crypt_call.h"
+#include "platform/posix/crypt_provider.h"
+#include "platform/posix/crypt_symmetric_key.h"
+
+namespace cmskit {
+namespace posix {
+
+namespace {
+
+// BLOBHEADER, then the key size, then the key bytes.
+DWORD ImportPlainTextKey(const BYTE* data, DWORD length, std::shared_ptr<SymmetricKey>* key) {
+  BLOBHEADER header;
+  DWORD keyLength;
+  if (length < sizeof(header) + sizeof(keyLength)) return NTE_BAD_DATA;
+  std::memcpy(&header, data, sizeof(header));
+  std::memcpy(&keyLength, data + sizeof(header), sizeof(keyLength));
+  if (header.bType != PLAINTEXTKEYBLOB) return NTE_BAD_TYPE;
+  if (header.bVersion != CUR_BLOB_VERSION) return NTE_BAD_VER;
+  if (uint64_t{length} < sizeof(header) + sizeof(keyLength) + uint64_t{keyLength}) return NTE_BAD_DATA;
+  const CipherAlgorithm* algorithm = AlgorithmById(header.aiKeyAlg);
+  if (!algorithm) return NTE_BAD_ALGID;
+  return SymmetricKey::Create(*algorithm, data + sizeof(header) + sizeof(keyLength), keyLength, KeyOptions(),
+                              key);
+}
+
+// Runs `body` on the key a handle names; ERROR_INVALID_PARAMETER for any other value.
+template <class Body>
+BOOL WithKey(HCRYPTKEY handle, Body&& body) {
+  return RunCall([&]() -> DWORD {
+    const std::shared_ptr<SymmetricKey> key = KeyTable().Find(handle);
+    return key ? body(*key) : ERROR_INVALID_PARAMETER;
+  });
+}
+
+}  // namespace
+
+}  // namespace posix
+}  // namespace cmskit
+
+using cmskit::posix::ImportPlainTextKey;
+using cmskit::posix::KeyTable;
+using cmskit::posix::ProviderTable;
+using cmskit::posix::RunCall;
+using cmskit::posix::SymmetricKey;
+using cmskit::posix::WithKey;
+
+extern "C" {
+
+BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTKEY pubKey, DWORD /*flags*/,
+                    HCRYPTKEY* key) {
+  return RunCall([&]() -> DWORD {
+    if (!ProviderTable().Find(prov) || !data || !key) return ERROR_INVALID_PARAMETER;
+    if (pubKey) return NTE_BAD_KEY;  // a plain-text blob is not encrypted with a key
+    std::shared_ptr<SymmetricKey> imported;
+    if (const DWORD code = ImportPlainTextKey(data, dataLength, &imported)) return code;
+    *key = static_cast<HCRYPTKEY>(KeyTable().Add(std::move(imported)));
+    return 0;
+  });
+}
+
+BOOL CryptDestroyKey(HCRYPTKEY key) {
+  return RunCall([&]() -> DWORD { return KeyTable().Remove(key) ? 0 : ERROR_INVALID_PARAMETER; });
+}
+
+BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey) {
+  return WithKey(key, [&](SymmetricKey& original) -> DWORD {
+    if (reserved || !newKey) return ERROR_INVALID_PARAMETER;
+    if (flags) return NTE_BAD_FLAGS;
+    *newKey = static_cast<HCRYPTKEY>(KeyTable().Add(original.Duplicate()));
+    return 0;
+  });
+}
+
+BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data, DWORD* dataLength) {
+  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+    if (hash) return ERROR_INVALID_PARAMETER;  // no hash objects here
+    if (flags) return NTE_BAD_FLAGS;
+    return found.Decrypt(final != FALSE, data, dataLength);
+  });
+}
+
+BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data, DWORD* dataLength,
+                  DWORD bufferLength) {
+  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+    if (hash) return ERROR_INVALID_PARAMETER;
+    if (flags) return NTE_BAD_FLAGS;
+    return found.Encrypt(final != FALSE, data, dataLength, bufferLength);
+  });
+}
+
+BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags) {
+  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+    if (flags) return NTE_BAD_FLAGS;
+    return found.GetParam(param, data, dataLength);
+  });
+}
+
+BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data, DWORD flags) {
+  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+    if (flags) return NTE_BAD_FLAGS;
+    return found.SetParam(param, data);
+  });
+}
+
+}  // extern "C"

@@ -1,0 +1,236 @@
+// Shared pieces of the crypto provider tests: scratch folders, the openssl
+// command line, handles that release themselves and a small reader of
+// EnvelopedData for the messages OpenSSL writes.
+#ifndef CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
+#define CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/posix/crypt_der.h"
+#include "platform/win32.h"
+
+namespace cmskit {
+namespace crypt_test {
+
+using Bytes = std::vector<BYTE>;
+
+inline std::string DataFile(const std::string& name) {
+  return std::string(CMSKIT_TEST_DATA) + "/crypt/" + name;
+}
+
+inline bool Shell(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+inline bool HaveOpenSsl() {
+  static const bool have = Shell("openssl version");
+  return have;
+}
+
+// Both the openssl command and this process must reach the gost engine.
+inline bool HaveGost() {
+  static const bool have = [] {
+    HCRYPTPROV prov = 0;
+    if (!CryptAcquireContextA(&prov, nullptr, nullptr, PROV_GOST_2012_256, CRYPT_VERIFYCONTEXT)) return false;
+    CryptReleaseContext(prov, 0);
+    return HaveOpenSsl() && Shell("openssl engine -t gost");
+  }();
+  return have;
+}
+
+inline Bytes ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void WriteBytes(const std::string& path, const Bytes& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline Bytes PatternBytes(size_t size, unsigned seed) {
+  std::mt19937 generator(seed);
+  Bytes bytes(size);
+  for (BYTE& b : bytes) b = static_cast<BYTE>(generator());
+  return bytes;
+}
+
+inline std::string Hex(const Bytes& bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (BYTE b : bytes) {
+    text += kDigits[b >> 4];
+    text += kDigits[b & 15];
+  }
+  return text;
+}
+
+// A folder under the system's temporary folder, removed with its contents.
+class ScratchDir {
+ public:
+  ScratchDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "cmskit-crypt-XXXXXX").string();
+    path_ = mkdtemp(&pattern[0]) ? pattern : std::string();
+  }
+  ~ScratchDir() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  std::string File(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+// A provider or key handle released at the end of its scope.
+template <class Handle, BOOL (*Release)(Handle)>
+class Owned {
+ public:
+  Owned() = default;
+  ~Owned() {
+    if (handle) Release(handle);
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  Handle handle = 0;
+};
+
+inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 0); }
+using ProvHandle = Owned<HCRYPTPROV, ReleaseProvider>;
+using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
+
+// The parts of a single-recipient EnvelopedData that key import and content
+// decryption need.
+struct Envelope {
+  std::string contentOid;
+  Bytes contentParams;  // the whole parameters element
+  Bytes iv;
+  Bytes encryptedKey;  // content of the KeyTransRecipientInfo's encryptedKey
+  Bytes encryptedContent;
+};
+
+namespace detail {
+
+inline bool Step(posix::DerReader& reader, BYTE tag, posix::DerElement* element) {
+  return reader.Expect(tag, element) == 0;
+}
+
+inline Bytes ValueOf(const posix::DerElement& element) {
+  return Bytes(element.value, element.value + element.length);
+}
+
+// The IV inside CBC (OCTET STRING), RC2 (SEQUENCE {INTEGER, OCTET STRING})
+// and GOST (SEQUENCE {OCTET STRING, OID}) parameters.
+inline Bytes IvOf(const Bytes& params) {
+  posix::DerReader reader(params.data(), params.size());
+  posix::DerElement element;
+  if (reader.Next(&element)) return Bytes();
+  if (element.tag == posix::kDerOctetString) return ValueOf(element);
+  posix::DerReader fields(element);
+  while (!fields.AtEnd() && fields.Next(&element) == 0) {
+    if (element.tag == posix::kDerOctetString) return ValueOf(element);
+  }
+  return Bytes();
+}
+
+}  // namespace detail
+
+inline bool ParseEnvelope(const Bytes& der, Envelope* envelope) {
+  using posix::DerElement;
+  using posix::DerReader;
+  DerElement contentInfo, oid, explicitContent, enveloped, version, recipients, recipient, part, content, alg,
+      algOid, params, encrypted;
+  DerReader outer(der.data(), der.size());
+  if (!detail::Step(outer, posix::kDerSequence, &contentInfo)) return false;
+  DerReader info(contentInfo);
+  if (!detail::Step(info, posix::kDerOid, &oid) || !detail::Step(info, 0xA0, &explicitContent)) return false;
+  DerReader wrapper(explicitContent);
+  if (!detail::Step(wrapper, posix::kDerSequence, &enveloped)) return false;
+  DerReader fields(enveloped);
+  if (!detail::Step(fields, posix::kDerInteger, &version)) return false;
+  if (fields.PeekTag() == 0xA0 && fields.Next(&part)) return false;  // originatorInfo
+  if (!detail::Step(fields, 0x31, &recipients) || !detail::Step(fields, posix::kDerSequence, &content))
+    return false;
+  DerReader recipientList(recipients);
+  if (!detail::Step(recipientList, posix::kDerSequence, &recipient)) return false;
+  DerReader ktri(recipient);
+  for (int i = 0; i < 3; ++i) {  // version, rid, keyEncryptionAlgorithm
+    if (ktri.Next(&part)) return false;
+  }
+  if (!detail::Step(ktri, posix::kDerOctetString, &part)) return false;
+  envelope->encryptedKey = detail::ValueOf(part);
+  DerReader eci(content);
+  if (!detail::Step(eci, posix::kDerOid, &part) || !detail::Step(eci, posix::kDerSequence, &alg))
+    return false;
+  DerReader algorithm(alg);
+  if (!detail::Step(algorithm, posix::kDerOid, &algOid)) return false;
+  envelope->contentOid = posix::OidText(algOid.value, algOid.length);
+  if (!algorithm.AtEnd() && algorithm.Next(&params) == 0)
+    envelope->contentParams.assign(params.start, params.start + params.size);
+  envelope->iv = detail::IvOf(envelope->contentParams);
+  if (!detail::Step(eci, 0x80, &encrypted)) return false;
+  envelope->encryptedContent = detail::ValueOf(encrypted);
+  return true;
+}
+
+// Imports the envelope's key the way the library does: through the function
+// installed for the content algorithm. Returns the last error, 0 on success.
+inline DWORD ImportEnvelopeKey(HCRYPTPROV prov, const Envelope& envelope, HCRYPTKEY* key) {
+  HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0);
+  void* function = nullptr;
+  HCRYPTOIDFUNCADDR handle = nullptr;
+  if (!set || !CryptGetOIDFunctionAddress(set, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                          envelope.contentOid.c_str(), 0, &function, &handle))
+    return GetLastError();
+  CRYPT_ALGORITHM_IDENTIFIER content = {};
+  content.pszObjId = const_cast<LPSTR>(envelope.contentOid.c_str());
+  content.Parameters.cbData = static_cast<DWORD>(envelope.contentParams.size());
+  content.Parameters.pbData = const_cast<BYTE*>(envelope.contentParams.data());
+  CRYPT_ALGORITHM_IDENTIFIER publicKey = {};
+  Bytes encryptedKey = envelope.encryptedKey;
+  const BOOL ok = reinterpret_cast<PFN_CMSG_IMPORT_ENCRYPT_KEY>(function)(
+      prov, AT_KEYEXCHANGE, &content, &publicKey, encryptedKey.data(),
+      static_cast<DWORD>(encryptedKey.size()), key);
+  const DWORD error = ok ? 0 : GetLastError();
+  CryptFreeOIDFunctionAddress(handle, 0);
+  return error;
+}
+
+// Applies the IV (and, for GOST, the CryptoPro key meshing) as the library does.
+inline bool ApplyContentParams(HCRYPTKEY key, const Envelope& envelope) {
+  if (!CryptSetKeyParam(key, KP_IV, envelope.iv.data(), 0)) return false;
+  if (envelope.contentOid != "1.2.643.2.2.21") return true;
+  const DWORD promix = CRYPT_PROMIX_MODE;
+  return CryptSetKeyParam(key, KP_MIXMODE, reinterpret_cast<const BYTE*>(&promix), 0) != FALSE;
+}
+
+// Decrypts in pieces of `piece` bytes, all but the last with Final false.
+inline bool DecryptPieces(HCRYPTKEY key, const Bytes& cipherText, size_t piece, Bytes* plainText) {
+  plainText->clear();
+  for (size_t at = 0; at < cipherText.size() || at == 0; at += piece) {
+    const size_t size = std::min(piece, cipherText.size() - at);
+    const bool final = at + size >= cipherText.size();
+    Bytes buffer(cipherText.begin() + static_cast<long>(at),
+                 cipherText.begin() + static_cast<long>(at + size));
+    DWORD length = static_cast<DWORD>(size);
+    if (!CryptDecrypt(key, 0, final, 0, buffer.data(), &length)) return false;
+    plainText->insert(plainText->end(), buffer.begin(), buffer.begin() + length);
+    if (final) break;
+  }
+  return true;
+}
+
+}  // namespace crypt_test
+}  // namespace cmskit
+
+#endif
