@@ -1,0 +1,298 @@
+// Reading and writing a SignData straight through a file: the content is
+// located on reading and copied block by block on writing, never loaded.
+#include "cmskit/paths.h"
+#include "cmskit/sign_data.h"
+#include "platform/win32.h"
+#include "signed/block_copy.h"
+#include "signed/file_element_reader.h"
+#include "signed/signed_codec.h"
+#include "tools/boundary.h"
+
+namespace cmskit {
+
+namespace {
+
+constexpr DWORD kNoOffset = 0xFFFFFFFF;
+constexpr DWORD kOutOfRange = 0x8007000E;  // E_OUTOFMEMORY, the writer's range failure
+constexpr int kStatusNotFound = 194;
+
+[[noreturn]] void Throw(int status) { throw XTOOStatus(static_cast<uint32_t>(status), "SignData", false); }
+
+// The position of the next element and the octets taken since the start of
+// the message; the two part ways once the reader steps past the content.
+struct Cursor {
+  uint64_t at;
+  uint64_t consumed;
+  void Advance(uint64_t octets) {
+    at += octets;
+    consumed += octets;
+  }
+};
+
+void AppendSplit(const IdentObj& contents, std::list<IdentObj>& out) {
+  std::list<IdentObj> elements;
+  const int status = ASNTSplitElements(elements, contents.data(), contents.size());
+  if (status != 0) Throw(status);
+  out.splice(out.end(), elements);
+}
+
+// Emits one piece of the message; a file that reports a failed write stops
+// the message there.
+uint64_t Emit(CTOOFile& file, const void* bytes, uint64_t size) {
+  const uint32_t written = file.Write(bytes, static_cast<uint32_t>(size));
+  if (file.IsError()) Throw(file.GetStatus());
+  return written;
+}
+
+uint64_t Emit(CTOOFile& file, const IdentObj& element) { return Emit(file, element.data(), element.size()); }
+
+// The ContentInfo type the object expects, or the alias taken in its place.
+bool IsSignedDataType(const SignData& message, CASNTBaseRecord& record) {
+  int status = 0;
+  const IdentObj& type = record.GetValue(&status);
+  IdentObj alias;
+  alias = kOidSignedAlias;
+  return status == 0 && (type == message.contentType || type == alias);
+}
+
+void ReadAlgorithms(SignData& message, FileElementReader& reader, uint64_t& at, uint64_t& consumed) {
+  CASNTBaseRecord record;
+  const uint32_t header = reader.ReadHeader(at, record);
+  if (record.GetTagNumber() != kASNTSet) Throw(kStatusCorrupt);
+  const uint64_t length = reader.ContentsLength(record, at + header);
+  std::list<IdentObj> elements;
+  AppendSplit(reader.ReadBytes(at + header, length), elements);
+  for (const IdentObj& element : elements) {
+    ASNAlgorithmIdentifier algorithm;
+    algorithm.ReadData(element.data(), element.size(), nullptr);
+    message.digestAlgorithms.push_back(algorithm);
+  }
+  at += header + length;
+  consumed += header + length;
+}
+
+// Records where the content octets lie instead of reading them. The step
+// past message.encapContentInfo is an absolute seek to its end counted from the start
+// of the message, without the message's offset in the file: required, and
+// kept, although the content range itself does include the offset.
+void ReadContent(SignData& message, FileElementReader& reader, uint64_t base, uint64_t& at,
+                 uint64_t& consumed) {
+  CASNTBaseRecord record;
+  const uint32_t header = reader.ReadHeader(at, record);
+  if (record.GetTagNumber() != kASNTSequence) Throw(kStatusBadTag);
+  const uint64_t encapLength = reader.ContentsLength(record, at + header);
+  Cursor cursor{at + header, consumed + header};
+  const uint64_t encapEnd = cursor.consumed + encapLength;
+
+  CASNTBaseRecord contentTypeRecord;
+  const uint32_t typeLength = reader.ReadElement(cursor.at, contentTypeRecord);
+  cursor.Advance(typeLength);
+  if (encapLength > typeLength) {
+    cursor.Advance(reader.ReadHeader(cursor.at, record));
+    if (record.GetLength() != 0) {
+      if (record.GetTagClass() != kASNTContext) Throw(kStatusBadTag);
+      cursor.Advance(reader.ReadHeader(cursor.at, record));
+      message.dataInfo.begin = static_cast<DWORD>(base + cursor.consumed);
+      if (record.GetLength() != 0) {
+        const uint64_t length = reader.ContentsLength(record, cursor.at);
+        message.dataInfo.end = static_cast<DWORD>(message.dataInfo.begin + length);
+        message.dataInfo.flags =
+            ToSignStruct::kInFile | (record.IsConstructed() ? ToSignStruct::kChunkedFile : 0);
+        message.dataInfo.fileMark = ToSignStruct::kFileMark;
+        message.dataInfo.data = const_cast<char*>(message.workPath.c_str());
+      }
+    }
+  }
+  at = encapEnd;
+  consumed = encapEnd;
+  message.encapContentInfo.id = contentTypeRecord.GetValue(nullptr);
+}
+
+// Certificate and CRL sets in any order and number, then the signer infos.
+void ReadSets(SignData& message, FileElementReader& reader, uint64_t& at, uint64_t& consumed) {
+  CASNTBaseRecord record;
+  for (;;) {
+    const uint32_t header = reader.ReadHeader(at, record);
+    const bool context = record.GetTagClass() == kASNTContext;
+    const bool signers = record.GetTagClass() == kASNTUniversal && record.GetTagNumber() == kASNTSet;
+    if (!context && !signers) return;
+    const uint64_t length = reader.ContentsLength(record, at + header);
+    const IdentObj contents = reader.ReadBytes(at + header, length);
+    at += header + length;
+    consumed += header + length;
+    if (signers) {
+      message.signerInfos.clear();
+      AppendSplit(contents, message.signerInfos);
+      return;
+    }
+    if (record.GetTagNumber() == 0)
+      AppendSplit(contents, message.certificates);
+    else if (record.GetTagNumber() == 1)
+      AppendSplit(contents, message.crls);
+  }
+}
+
+DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
+  message.workPath = file.GetFileName();
+  FileElementReader reader(file);
+  uint64_t base = 0;
+  Cursor cursor{0, 0};
+  if (offset != kNoOffset) {
+    if (offset > reader.Length()) Throw(kStatusTruncated);
+    base = offset;
+    cursor.at = offset;
+  } else {
+    const int32_t here = file.Tell();
+    if (here < 0) Throw(file.GetStatus());
+    cursor.at = static_cast<uint64_t>(here);
+  }
+  message.digestAlgorithms.clear();
+  message.certificates.clear();
+  message.crls.clear();
+  message.signerInfos.clear();
+  message.encapContentInfo.data.Clear();
+  message.dataInfo = ToSignStruct();
+
+  CASNTBaseRecord record;
+  const uint32_t outerHeader = reader.ReadHeader(cursor.at, record);
+  if (record.GetTagNumber() != kASNTSequence) Throw(kStatusBadTag);
+  uint32_t indefiniteHeaders = record.GetLength() == kASNTIndefinite ? 1 : 0;
+  cursor.Advance(outerHeader);
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (!IsSignedDataType(message, record)) Throw(kStatusBadTag);
+  if (base + cursor.consumed >= reader.Length()) Throw(kStatusNotFound);
+
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  if (record.GetTagNumber() != 0 || !(record.GetTagClass() & kASNTContext)) Throw(kStatusBadTag);
+  indefiniteHeaders += record.GetLength() == kASNTIndefinite ? 1 : 0;
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  if (record.GetTagNumber() != kASNTSequence || !record.IsConstructed()) Throw(kStatusBadTag);
+  indefiniteHeaders += record.GetLength() == kASNTIndefinite ? 1 : 0;
+
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (record.GetTagNumber() != kASNTInteger) Throw(kStatusBadTag);
+  const IdentObj& versionValue = record.GetValue(nullptr);
+  if (versionValue.size() > 4) Throw(kStatusCorrupt);
+  message.version = SmallIntegerValue(versionValue);
+
+  ReadAlgorithms(message, reader, cursor.at, cursor.consumed);
+  ReadContent(message, reader, base, cursor.at, cursor.consumed);
+  ReadSets(message, reader, cursor.at, cursor.consumed);
+  // A streamed message closes its outer headers after the signer infos.
+  while (indefiniteHeaders-- > 0 && cursor.at + 2 <= reader.Length()) {
+    reader.ReadHeader(cursor.at, record);
+    if (!IsEndOfContents(record)) break;
+    cursor.Advance(2);
+  }
+  return static_cast<DWORD>(cursor.consumed);
+}
+
+uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  if (!(message.dataInfo.flags & ToSignStruct::kInFile)) return Emit(file, message.encapContentInfo.data);
+  const char* name = static_cast<const char*>(message.dataInfo.data);
+  CTOOFile source(name, "rb");
+  if (!source.IsOpen()) Throw(source.GetStatus() ? source.GetStatus() : kStatusOpenFailed);
+  if (message.dataInfo.begin != 0 && message.dataInfo.begin != kNoOffset)
+    source.Seek(static_cast<long>(message.dataInfo.begin), SEEK_SET);
+  const uint64_t copied = CopyBlocks(source, file, contentSize);
+  if (file.IsError()) Throw(file.GetStatus());
+  if (copied != contentSize) Throw(source.IsError() ? source.GetStatus() : kStatusReadError);
+  return copied;
+}
+
+// Every length is known before the first octet goes out: the headers are
+// built for the summed sizes and the content follows as one primitive OCTET
+// STRING, whatever form it had when read.
+DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  const IdentObj typeElement = EncodeOid(message.contentType);
+  const IdentObj versionElement = EncodeVersion(message.version);
+  const IdentObj algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
+  const IdentObj contentTypeElement = EncodeOid(message.encapContentInfo.id);
+  IdentObj octetHeader;
+  IdentObj wrapperHeader;
+  uint64_t contentElement = 0;
+  if (contentSize > 0) {
+    octetHeader = EncodeHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
+    wrapperHeader = EncodeHeader(kASNTContext, kASNTConstructed, 0, octetHeader.size() + contentSize);
+    contentElement = wrapperHeader.size() + octetHeader.size() + contentSize;
+  }
+  const IdentObj encapHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                                            contentTypeElement.size() + contentElement);
+  const IdentObj certificateSet =
+      message.certificates.empty() ? IdentObj() : EncodeImplicitSet(0, message.certificates);
+  const IdentObj crlSet = message.crls.empty() ? IdentObj() : EncodeImplicitSet(1, message.crls);
+  const IdentObj signers = EncodeSequence(message.signerInfos, kASNTSet);
+  const uint64_t bodyLength = versionElement.size() + algorithms.size() + encapHeader.size() +
+                              contentTypeElement.size() + contentElement + certificateSet.size() +
+                              crlSet.size() + signers.size();
+  const IdentObj bodyHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, bodyLength);
+  const IdentObj explicitHeader =
+      EncodeHeader(kASNTContext, kASNTConstructed, 0, bodyHeader.size() + bodyLength);
+  const IdentObj outerHeader =
+      EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                   typeElement.size() + explicitHeader.size() + bodyHeader.size() + bodyLength);
+
+  uint64_t written = 0;
+  for (const IdentObj* piece : {&outerHeader, &typeElement, &explicitHeader, &bodyHeader, &versionElement,
+                                &algorithms, &encapHeader, &contentTypeElement})
+    written += Emit(file, *piece);
+  if (contentSize > 0) {
+    written += Emit(file, wrapperHeader);
+    written += Emit(file, octetHeader);
+    written += StreamContent(message, file, contentSize);
+  }
+  for (const IdentObj* piece : {&certificateSet, &crlSet, &signers}) written += Emit(file, *piece);
+  return static_cast<DWORD>(written);
+}
+
+}  // namespace
+
+DWORD SignData::ReadObject(const CTOOFile& file, DWORD offset, int* pError) {
+  // A copy shares the caller's open stream and keeps its own error record.
+  CTOOFile stream(file);
+  DWORD consumed = 0;
+  const int status = CatchStatus([&] { consumed = ReadMessage(*this, stream, offset); });
+  return DeliverStatus(pError, status) ? consumed : 0;
+}
+
+DWORD SignData::WriteObject(CTOOFile& file, DWORD offset) {
+  if (file.IsError()) {
+    SetLastError(StatusToWin32(file.GetStatus()));
+    return 0;
+  }
+  if (offset != kNoOffset) {
+    if (offset > file.GetLength()) {
+      SetLastError(kOutOfRange);
+      return 0;
+    }
+    file.Seek(static_cast<long>(offset), SEEK_SET);
+  }
+  uint64_t contentSize = encapContentInfo.data.size();
+  if (dataInfo.flags & ToSignStruct::kInFile) {
+    const char* name = static_cast<const char*>(dataInfo.data);
+    XTOOFile lengthError;
+    const uint64_t fileLength = name ? GetFileLengthByName(name, lengthError) : 0xFFFFFFFF;
+    if (!name || lengthError.IsError()) {
+      SetLastError(ERROR_FILE_NOT_FOUND);
+      return 0;
+    }
+    if (dataInfo.end != ToSignStruct::kToEndOfFile) {
+      if (dataInfo.end < dataInfo.begin || dataInfo.begin > fileLength ||
+          fileLength - dataInfo.begin < static_cast<uint64_t>(dataInfo.end - dataInfo.begin)) {
+        SetLastError(kOutOfRange);
+        return 0;
+      }
+      contentSize = dataInfo.end - dataInfo.begin;
+    } else {
+      contentSize = fileLength;
+      dataInfo.end = static_cast<DWORD>(fileLength);
+    }
+  }
+  DWORD written = 0;
+  const int status = CatchStatus([&] { written = StreamMessage(*this, file, contentSize); });
+  if (status == 0) return written;
+  SetLastError(StatusToWin32(status));
+  return 0;
+}
+
+}  // namespace cmskit
