@@ -30,16 +30,21 @@ void FileElementReader::SeekTo(uint64_t position) {
     throw XTOOStatus(kStatusTruncated, "SignData", false);
 }
 
+// Positions are checked here against the length taken once, so the record
+// reader is given no offset and does not measure the file again per header.
 uint32_t FileElementReader::ReadHeader(uint64_t position, CASNTBaseRecord& record) {
+  if (position >= length_) throw XTOOStatus(kStatusTruncated, "SignData", false);
   SeekTo(position);
-  const uint32_t offset = position < kUnknownOffset ? static_cast<uint32_t>(position) : kUnknownOffset;
-  return record.ReadASNInfo(file_, offset, nullptr);
+  return record.ReadASNInfo(file_, kUnknownOffset, nullptr);
 }
 
+// Only elements of known length are read whole: an indefinite one where a
+// small value belongs would otherwise pull in the rest of the file.
 uint32_t FileElementReader::ReadElement(uint64_t position, CASNTBaseRecord& record) {
+  ReadHeader(position, record);
+  if (record.GetLength() == kASNTIndefinite) ThrowCorrupt();
   SeekTo(position);
-  const uint32_t offset = position < kUnknownOffset ? static_cast<uint32_t>(position) : kUnknownOffset;
-  return record.ReadFromFile(file_, offset, nullptr);
+  return record.ReadFromFile(file_, kUnknownOffset, nullptr);
 }
 
 IdentObj FileElementReader::ReadBytes(uint64_t position, uint64_t count) {
