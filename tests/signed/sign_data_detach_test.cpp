@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <list>
 #include <memory>
 
 #include "signed/sign_data_fixtures.h"
@@ -233,12 +234,13 @@ class TempRoot {
   }
 
  private:
-  void Put(const std::string& entry) {
-    strings_.push_back(std::make_unique<std::string>(entry));  // putenv keeps the pointer
-    putenv(&(*strings_.back())[0]);
+  // putenv keeps the pointer for the life of the process.
+  static void Put(const std::string& entry) {
+    static std::list<std::string> kept;
+    kept.push_back(entry);
+    putenv(&kept.back()[0]);
   }
   std::vector<std::string> saved_;
-  std::vector<std::unique_ptr<std::string>> strings_;
 };
 
 // Nothing is lost: whatever fails before the final copy leaves the source
