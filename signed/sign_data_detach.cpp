@@ -7,18 +7,15 @@
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/block_copy.h"
-#include "signed/file_element_reader.h"
+#include "signed/segment_walk.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
 
 namespace {
 
-constexpr DWORD kNoMemory = 0x8009000E;   // NTE_NO_MEMORY: no buffer for the content
-constexpr DWORD kOverflow = 0x8007000E;   // E_OUTOFMEMORY: segments overrun the range
-constexpr DWORD kFileError = 0x80092003;  // CRYPT_E_FILE_ERROR: incomplete copy
-constexpr DWORD kCannotCopy = 266;        // ERROR_CANNOT_COPY
-constexpr uint32_t kEndOfContents = 2;
+constexpr DWORD kNoMemory = 0x8009000E;  // NTE_NO_MEMORY: no buffer for the content
+constexpr DWORD kCannotCopy = 266;       // ERROR_CANNOT_COPY
 
 DWORD OpenFailure(const CTOOFile& file) {
   return StatusToWin32(file.GetStatus() ? file.GetStatus() : kStatusOpenFailed);
@@ -58,67 +55,10 @@ class DetachTarget {
   bool viaTemp_ = false;
 };
 
-// Where a segment walk puts each segment's octets.
-class SegmentSink {
- public:
-  virtual ~SegmentSink() = default;
-  virtual DWORD Take(CTOOFile& source, uint64_t length) = 0;
-  uint64_t produced = 0;
-};
-
-class MemorySink : public SegmentSink {
- public:
-  MemorySink(BYTE* buffer, uint64_t room) : buffer_(buffer), room_(room) {}
-  DWORD Take(CTOOFile& source, uint64_t length) override {
-    if (length > room_ - produced) return kOverflow;
-    if (source.Read(buffer_ + produced, static_cast<uint32_t>(length)) != length) return kFileError;
-    produced += length;
-    return 0;
-  }
-
- private:
-  BYTE* buffer_;
-  uint64_t room_;
-};
-
-class FileSink : public SegmentSink {
- public:
-  explicit FileSink(CTOOFile& target) : target_(target) {}
-  DWORD Take(CTOOFile& source, uint64_t length) override {
-    const uint64_t copied = CopyBlocks(source, target_, length);
-    produced += copied;
-    return copied == length ? 0 : kFileError;
-  }
-
- private:
-  CTOOFile& target_;
-};
-
-// The segments of a constructed OCTET STRING lying at [begin, begin+length)
-// of the file, its closing end-of-contents octets included: each primitive
-// segment's octets go to the sink, constructed ones are entered.
-DWORD WalkSegmentsOrThrow(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
-  FileElementReader reader(source);
-  const uint64_t limit = begin + length - kEndOfContents;
-  const uint64_t end = begin + length;
-  for (uint64_t position = begin; position < limit;) {
-    CASNTBaseRecord record;
-    position += reader.ReadHeader(position, record);
-    if (record.IsConstructed() || IsEndOfContents(record)) continue;
-    if (record.GetLength() == 0xFFFFFFFF || position > end || record.GetLength() > end - position)
-      throw XTOOStatus(kStatusCorrupt, "SignData", false);
-    reader.SeekTo(position);
-    const DWORD code = sink.Take(source, record.GetLength());
-    if (code != 0) return code;
-    position += record.GetLength();
-  }
-  return 0;
-}
-
-DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
-  if (length <= kEndOfContents) return 0;
+// The walk with its structural failures turned into their platform codes.
+DWORD WalkSegmentsCode(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
   DWORD code = 0;
-  const int status = CatchStatus([&] { code = WalkSegmentsOrThrow(source, begin, length, sink); });
+  const int status = CatchStatus([&] { code = WalkSegments(source, begin, length, sink); });
   return status ? StatusToWin32(status) : code;
 }
 
@@ -128,7 +68,7 @@ DWORD WriteFile(const char* name, const IdentObj& bytes, ToSignStruct& out) {
   const uint32_t written = file.Write(bytes.data(), bytes.size());
   out.begin = 0;
   out.end = written;
-  return written == bytes.size() ? 0 : kFileError;
+  return written == bytes.size() ? 0 : kIncompleteCopy;
 }
 
 DWORD NothingToMemory(ToSignStruct& out) {
@@ -160,10 +100,10 @@ DWORD FileRangeToMemory(CTOOFile& source, const ToSignStruct& range, uint64_t le
     const uint32_t got = length ? source.Read(buffer, static_cast<uint32_t>(length)) : 0;
     out.begin = 0;
     out.end = got;
-    return got == length ? 0 : kFileError;
+    return got == length ? 0 : kIncompleteCopy;
   }
   MemorySink sink(buffer + out.begin, recorded);
-  const DWORD code = WalkSegments(source, range.begin, length, sink);
+  const DWORD code = WalkSegmentsCode(source, range.begin, length, sink);
   out.end = static_cast<DWORD>(out.begin + sink.produced);
   return code;
 }
@@ -175,7 +115,7 @@ DWORD FileRangeToFile(CTOOFile& source, const ToSignStruct& range, uint64_t leng
   FileSink sink(file);
   DWORD code = 0;
   if (range.flags & ToSignStruct::kChunkedFile)
-    code = WalkSegments(source, range.begin, length, sink);
+    code = WalkSegmentsCode(source, range.begin, length, sink);
   else
     code = sink.Take(source, length);
   out.begin = 0;
@@ -188,9 +128,9 @@ DWORD FileRange(const ToSignStruct& range, const char* target, ToSignStruct& out
   if (!source.IsOpen()) return OpenFailure(source);
   uint64_t end = range.end;
   if (end == ToSignStruct::kToEndOfFile) end = source.GetLength();
-  if (end < range.begin || end > source.GetLength()) return kFileError;
+  if (end < range.begin || end > source.GetLength()) return kIncompleteCopy;
   const uint64_t length = end - range.begin;
-  if (source.Seek(static_cast<long>(range.begin), SEEK_SET) != 0) return kFileError;
+  if (source.Seek(static_cast<long>(range.begin), SEEK_SET) != 0) return kIncompleteCopy;
   if (target) return FileRangeToFile(source, range, length, target, out);
   return FileRangeToMemory(source, range, length, out);
 }

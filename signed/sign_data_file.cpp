@@ -5,6 +5,7 @@
 #include "platform/win32.h"
 #include "signed/block_copy.h"
 #include "signed/file_element_reader.h"
+#include "signed/segment_walk.h"
 #include "signed/signed_codec.h"
 #include "tools/boundary.h"
 
@@ -187,17 +188,61 @@ DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
   return static_cast<DWORD>(cursor.consumed);
 }
 
-uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
-  if (!(message.dataInfo.flags & ToSignStruct::kInFile)) return Emit(file, message.encapContentInfo.data);
-  const char* name = static_cast<const char*>(message.dataInfo.data);
-  CTOOFile source(name, "rb");
+// Opens the content file the object names; failures throw.
+CTOOFile OpenContent(const ToSignStruct& content) {
+  CTOOFile source(static_cast<const char*>(content.data), "rb");
   if (!source.IsOpen()) Throw(source.GetStatus() ? source.GetStatus() : kStatusOpenFailed);
-  if (message.dataInfo.begin != 0 && message.dataInfo.begin != kNoOffset)
-    source.Seek(static_cast<long>(message.dataInfo.begin), SEEK_SET);
+  return source;
+}
+
+// Content read in segments goes out as its octets alone, like any other.
+uint64_t StreamSegments(const ToSignStruct& content, CTOOFile& file, uint64_t contentSize) {
+  CTOOFile source = OpenContent(content);
+  FileSink sink(file);
+  const DWORD code = WalkSegments(source, content.begin, content.end - content.begin, sink);
+  if (file.IsError()) Throw(file.GetStatus());
+  if (code != 0 || sink.produced != contentSize) Throw(kStatusReadError);
+  return sink.produced;
+}
+
+uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  const ToSignStruct& content = message.dataInfo;
+  if (!(content.flags & ToSignStruct::kInFile)) return Emit(file, message.encapContentInfo.data);
+  if (content.flags & ToSignStruct::kChunkedFile) return StreamSegments(content, file, contentSize);
+  CTOOFile source = OpenContent(content);
+  if (content.begin != 0 && content.begin != kNoOffset)
+    source.Seek(static_cast<long>(content.begin), SEEK_SET);
   const uint64_t copied = CopyBlocks(source, file, contentSize);
   if (file.IsError()) Throw(file.GetStatus());
   if (copied != contentSize) Throw(source.IsError() ? source.GetStatus() : kStatusReadError);
   return copied;
+}
+
+// Size of the content the writer will stream, checked before anything is
+// written; 0 or the platform code to report.
+DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
+  if (!(content.flags & ToSignStruct::kInFile)) return 0;
+  const char* name = static_cast<const char*>(content.data);
+  XTOOFile lengthError;
+  const uint64_t fileLength = name ? GetFileLengthByName(name, lengthError) : 0xFFFFFFFF;
+  if (!name || lengthError.IsError()) return ERROR_FILE_NOT_FOUND;
+  if (content.end == ToSignStruct::kToEndOfFile) {
+    size = fileLength;
+    content.end = static_cast<DWORD>(fileLength);
+    return 0;
+  }
+  if (content.end < content.begin || content.begin > fileLength ||
+      fileLength - content.begin < static_cast<uint64_t>(content.end - content.begin))
+    return kOutOfRange;
+  size = content.end - content.begin;
+  if (!(content.flags & ToSignStruct::kChunkedFile)) return 0;
+  CountingSink counter;
+  const int status = CatchStatus([&] {
+    CTOOFile source = OpenContent(content);
+    WalkSegments(source, content.begin, size, counter);
+  });
+  size = counter.produced;
+  return StatusToWin32(status);
 }
 
 // Every length is known before the first octet goes out: the headers are
@@ -268,25 +313,10 @@ DWORD SignData::WriteObject(CTOOFile& file, DWORD offset) {
     file.Seek(static_cast<long>(offset), SEEK_SET);
   }
   uint64_t contentSize = encapContentInfo.data.size();
-  if (dataInfo.flags & ToSignStruct::kInFile) {
-    const char* name = static_cast<const char*>(dataInfo.data);
-    XTOOFile lengthError;
-    const uint64_t fileLength = name ? GetFileLengthByName(name, lengthError) : 0xFFFFFFFF;
-    if (!name || lengthError.IsError()) {
-      SetLastError(ERROR_FILE_NOT_FOUND);
-      return 0;
-    }
-    if (dataInfo.end != ToSignStruct::kToEndOfFile) {
-      if (dataInfo.end < dataInfo.begin || dataInfo.begin > fileLength ||
-          fileLength - dataInfo.begin < static_cast<uint64_t>(dataInfo.end - dataInfo.begin)) {
-        SetLastError(kOutOfRange);
-        return 0;
-      }
-      contentSize = dataInfo.end - dataInfo.begin;
-    } else {
-      contentSize = fileLength;
-      dataInfo.end = static_cast<DWORD>(fileLength);
-    }
+  const DWORD code = MeasureContent(dataInfo, contentSize);
+  if (code != 0) {
+    SetLastError(code);
+    return 0;
   }
   DWORD written = 0;
   const int status = CatchStatus([&] { written = StreamMessage(*this, file, contentSize); });

@@ -14,12 +14,6 @@ DWORD ReadAt(SignData& message, const std::string& path, DWORD offset, DWORD exp
   return consumed;
 }
 
-// Offset of `needle` inside `haystack`, for locating content independently.
-size_t Find(const Bytes& haystack, const Bytes& needle) {
-  return static_cast<size_t>(std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) -
-                             haystack.begin());
-}
-
 TEST(SignDataFile, RecordsWhereTheContentLies) {
   TempDir dir;
   const std::string path = dir.Path("m.der");
@@ -195,6 +189,26 @@ TEST(SignDataFile, WriteStreamsFileContent) {
     ASSERT_NE(ReadAt(back, out, 0), 0u) << size;
     EXPECT_EQ(back.GetDataInfo().end - back.GetDataInfo().begin, size);
   }
+}
+
+// Content read in segments is written as one primitive OCTET STRING of its
+// octets, by both writers.
+TEST(SignDataFile, SegmentedContentIsWrittenAsItsOctets) {
+  TempDir dir;
+  const std::string path = dir.Path("m.der");
+  const std::vector<Bytes> segments = {Pattern(4096, 1), Pattern(4096, 2), Pattern(7, 3)};
+  const Bytes streamed = StreamedMessage(segments, Tlv(0x31, FakeSigner(1)));
+  WriteBytes(path, streamed);
+  SignData memory;
+  ASSERT_TRUE(memory.ReadObject(streamed.data(), static_cast<DWORD>(streamed.size()), nullptr));
+  const Bytes expected = Of(memory.WriteObject(nullptr));
+
+  SignData file;
+  ASSERT_EQ(ReadAt(file, path, 0), streamed.size());
+  EXPECT_EQ(Of(file.WriteObject(nullptr)), expected);
+  const std::string out = dir.Path("out.der");
+  EXPECT_EQ(WriteToFile(file, out), expected.size());
+  EXPECT_EQ(ReadBytes(out), expected);
 }
 
 TEST(SignDataFile, WriteRangesAndEmptyContent) {

@@ -3,6 +3,7 @@
 #ifndef CMSKIT_TESTS_SIGNED_SIGN_DATA_FIXTURES_H
 #define CMSKIT_TESTS_SIGNED_SIGN_DATA_FIXTURES_H
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -84,6 +85,47 @@ inline Bytes Tlv(BYTE tag, const Bytes& contents) {
   return out;
 }
 
+// The children of a definite-length DER element, each whole. Test-side and
+// deliberately independent of the library's codec.
+inline std::vector<Bytes> Children(const Bytes& element) {
+  std::vector<Bytes> out;
+  auto header = [&](size_t at, size_t& length) {
+    size_t position = at + 1;
+    const BYTE first = element.at(position++);
+    length = first;
+    if (first & 0x80) {
+      length = 0;
+      for (BYTE i = 0; i < (first & 0x7F); ++i) length = (length << 8) | element.at(position++);
+    }
+    return position - at;
+  };
+  size_t length = 0;
+  size_t at = header(0, length);
+  while (at < element.size()) {
+    size_t childLength = 0;
+    const size_t childHeader = header(at, childLength);
+    out.emplace_back(element.begin() + static_cast<std::ptrdiff_t>(at),
+                     element.begin() + static_cast<std::ptrdiff_t>(at + childHeader + childLength));
+    at += childHeader + childLength;
+  }
+  return out;
+}
+
+// What the writers make of a DER message whose digest algorithms came
+// without parameters: the same, with NULL parameters.
+inline Bytes WithNullDigestParameters(const Bytes& message) {
+  const std::vector<Bytes> outer = Children(message);
+  const std::vector<Bytes> fields = Children(Children(outer.at(1)).at(0));
+  Bytes algorithms;
+  for (const Bytes& algorithm : Children(fields.at(1))) {
+    const std::vector<Bytes> parts = Children(algorithm);
+    algorithms = Cat({algorithms, parts.size() == 1 ? Tlv(0x30, Cat({parts[0], {0x05, 0x00}})) : algorithm});
+  }
+  Bytes body = Cat({fields.at(0), Tlv(0x31, algorithms)});
+  for (size_t i = 2; i < fields.size(); ++i) body = Cat({body, fields[i]});
+  return Tlv(0x30, Cat({outer.at(0), Tlv(0xA0, Tlv(0x30, body))}));
+}
+
 // The same element with an indefinite length and its end-of-contents.
 inline Bytes Indef(BYTE tag, const Bytes& contents) { return Cat({{tag, 0x80}, contents, {0x00, 0x00}}); }
 
@@ -127,6 +169,12 @@ inline Bytes StreamedMessage(const std::vector<Bytes>& segments, const Bytes& si
   const Bytes body =
       Indef(0x30, Cat({Version(1), Tlv(0x31, Sha256()), encap, Tlv(0xA0, FakeCertificate(3)), signers}));
   return Indef(0x30, Cat({OidSignedData(), Indef(0xA0, body)}));
+}
+
+// Offset of `needle` inside `haystack`, to locate content independently.
+inline size_t Find(const Bytes& haystack, const Bytes& needle) {
+  return static_cast<size_t>(std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) -
+                             haystack.begin());
 }
 
 inline Bytes Pattern(size_t size, unsigned seed = 1) {
