@@ -39,12 +39,13 @@ uint32_t FileElementReader::ReadHeader(uint64_t position, CASNTBaseRecord& recor
 }
 
 // Only elements of known length are read whole: an indefinite one where a
-// small value belongs would otherwise pull in the rest of the file.
+// small value belongs would otherwise pull in the rest of the file. The
+// octets are read here, at a position set explicitly, and parsed from memory.
 uint32_t FileElementReader::ReadElement(uint64_t position, CASNTBaseRecord& record) {
-  ReadHeader(position, record);
+  const uint32_t header = ReadHeader(position, record);
   if (record.GetLength() == kASNTIndefinite) ThrowCorrupt();
-  SeekTo(position);
-  return record.ReadFromFile(file_, kUnknownOffset, nullptr);
+  const IdentObj element = ReadBytes(position, uint64_t{header} + record.GetLength());
+  return record.ReadFromMemory(element.data(), element.size(), nullptr);
 }
 
 IdentObj FileElementReader::ReadBytes(uint64_t position, uint64_t count) {
