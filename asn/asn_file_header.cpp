@@ -81,24 +81,30 @@ int ReadIndefinite(CTOOFile& file, const ASNTFileHeader& header, uint64_t remain
 
 }  // namespace
 
+uint32_t ASNTFileLength(CTOOFile& file) {
+  const int32_t position = file.Tell();
+  if (position < 0 || file.Seek(0, SEEK_END) != 0) return 0xFFFFFFFF;
+  const int32_t length = file.Tell();
+  if (file.Seek(position, SEEK_SET) != 0 || length < 0) return 0xFFFFFFFF;
+  return static_cast<uint32_t>(length);
+}
+
 int ASNTReadFileHeader(CTOOFile& file, DWORD offset, ASNTFileHeader* header) {
   *header = ASNTFileHeader{};
-  if (offset != kUnknownOffset) {
-    const uint32_t length = file.GetLength();
-    if (length == 0xFFFFFFFF || offset >= length) return kStatusTruncated;
-  }
   const int32_t position = file.Tell();
   if (position < 0) return kStatusTell;
   header->start = static_cast<uint32_t>(position);
+  header->fileLength = ASNTFileLength(file);
+  if (header->fileLength == 0xFFFFFFFF) return kStatusTell;
+  if (offset != kUnknownOffset && offset >= header->fileLength) return kStatusTruncated;
   const int code = ReadTag(file, header);
   return code != 0 ? code : ReadLength(file, header);
 }
 
 int ASNTReadFileElement(CTOOFile& file, const ASNTFileHeader& header, IdentObj* encoded) {
-  const uint32_t fileLength = file.GetLength();
   const uint64_t after = uint64_t{header.start} + header.length;
-  if (fileLength == 0xFFFFFFFF || after > fileLength) return kStatusReadError;
-  const uint64_t remaining = fileLength - after;
+  if (after > header.fileLength) return kStatusReadError;
+  const uint64_t remaining = header.fileLength - after;
   if (header.info.length == kASNTIndefinite) return ReadIndefinite(file, header, remaining, encoded);
   if (header.info.length > remaining) return kStatusReadError;
   encoded->Allocate(header.length + header.info.length);

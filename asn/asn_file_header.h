@@ -18,7 +18,13 @@ struct ASNTFileHeader {
   BYTE bytes[kCapacity] = {};
   uint32_t length = 0;  // header octets
   uint32_t start = 0;   // file position of the identifier octet
+  uint32_t fileLength = 0;
 };
+
+// The file's length, the file left where it was. Unlike CTOOFile::GetLength
+// it does not flush, which some C runtimes treat as discarding the read-ahead
+// of a stream that is being read. 0xFFFFFFFF when it cannot be told.
+uint32_t ASNTFileLength(CTOOFile& file);
 
 // Parses the header at the file's position (`offset` is that position when
 // the caller knows it, 0xFFFFFFFF otherwise). Statuses: 37 offset at or past

@@ -172,7 +172,7 @@ DWORD CASNTBaseRecord::WriteToFile(CTOOFile& file, DWORD offset, int* status) {
   DWORD written = 0;
   const int code = CatchStatus([&] {
     if (offset != kUnknownOffset) {
-      if (offset > file.GetLength()) Fail(kStatusTruncated);
+      if (offset > ASNTFileLength(file)) Fail(kStatusTruncated);
       if (file.Seek(static_cast<long>(offset), SEEK_SET) != 0) Fail(kStatusTruncated);
     }
     IdentObj bytes;

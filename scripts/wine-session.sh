@@ -14,4 +14,8 @@ if [ ! -f "$WINEPREFIX/.cmskit-ready" ]; then
   wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /t REG_SZ /d '' /f >/dev/null 2>&1 || true
   touch "$WINEPREFIX/.cmskit-ready"
 fi
+# The first program of a session starts Wine's services, which keep its
+# standard handles open: start them here, detached, so the first test's output
+# pipe is not held open after that test has ended.
+wine cmd /c exit </dev/null >/dev/null 2>&1 || true
 "$@"
