@@ -19,17 +19,6 @@ constexpr int kStatusNotFound = 194;
 
 [[noreturn]] void Throw(int status) { throw XTOOStatus(static_cast<uint32_t>(status), "SignData", false); }
 
-// The position of the next element and the octets taken since the start of
-// the message; the two part ways once the reader steps past the content.
-struct Cursor {
-  uint64_t at;
-  uint64_t consumed;
-  void Advance(uint64_t octets) {
-    at += octets;
-    consumed += octets;
-  }
-};
-
 void AppendSplit(const IdentObj& contents, std::list<IdentObj>& out) {
   std::list<IdentObj> elements;
   const int status = ASNTSplitElements(elements, contents.data(), contents.size());
@@ -56,71 +45,113 @@ bool IsSignedDataType(const SignData& message, CASNTBaseRecord& record) {
   return status == 0 && (type == message.contentType || type == alias);
 }
 
-void ReadAlgorithms(SignData& message, FileElementReader& reader, uint64_t& at, uint64_t& consumed) {
+// Where the reader stands: the file position of the next element and the
+// octets taken since the start of the message. The two part ways once the
+// reader steps past the content (see ReadContent); `base` is the message's
+// offset as the caller gave it, 0 for "where the file stands".
+struct Cursor {
+  uint64_t at;
+  uint64_t consumed;
+  uint64_t base;
+  void Advance(uint64_t octets) {
+    at += octets;
+    consumed += octets;
+  }
+};
+
+// The element at the cursor must carry `tagNumber` (and, when asked, be
+// constructed); otherwise `status`. Returns whether its length is indefinite.
+bool ExpectHeader(FileElementReader& reader, Cursor& cursor, CASNTBaseRecord& record, uint32_t tagNumber,
+                  int status, bool constructed = false) {
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  if (record.GetTagNumber() != tagNumber || (constructed && !record.IsConstructed())) Throw(status);
+  return record.GetLength() == kASNTIndefinite;
+}
+
+// ContentInfo, its contentType and [0], the SignedData header and version.
+// Returns how many of the three outer headers have indefinite lengths.
+uint32_t ReadOuterFields(SignData& message, FileElementReader& reader, Cursor& cursor) {
   CASNTBaseRecord record;
-  const uint32_t header = reader.ReadHeader(at, record);
-  if (record.GetTagNumber() != kASNTSet) Throw(kStatusCorrupt);
-  const uint64_t length = reader.ContentsLength(record, at + header);
+  uint32_t indefinite = ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag) ? 1 : 0;
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (!IsSignedDataType(message, record)) Throw(kStatusBadTag);
+  if (cursor.base + cursor.consumed >= reader.Length()) Throw(kStatusNotFound);
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  // Only the class's high bit is asked of the explicit [0].
+  if (record.GetTagNumber() != 0 || !(record.GetTagClass() & kASNTContext)) Throw(kStatusBadTag);
+  indefinite += record.GetLength() == kASNTIndefinite ? 1 : 0;
+  indefinite += ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag, true) ? 1 : 0;
+
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (record.GetTagNumber() != kASNTInteger) Throw(kStatusBadTag);
+  const IdentObj& versionValue = record.GetValue(nullptr);
+  if (versionValue.size() > 4) Throw(kStatusCorrupt);
+  message.version = SmallIntegerValue(versionValue);
+  return indefinite;
+}
+
+void ReadAlgorithms(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  ExpectHeader(reader, cursor, record, kASNTSet, kStatusCorrupt);
+  const uint64_t length = reader.ContentsLength(record, cursor.at);
   std::list<IdentObj> elements;
-  AppendSplit(reader.ReadBytes(at + header, length), elements);
+  AppendSplit(reader.ReadBytes(cursor.at, length), elements);
+  cursor.Advance(length);
   for (const IdentObj& element : elements) {
     ASNAlgorithmIdentifier algorithm;
     algorithm.ReadData(element.data(), element.size(), nullptr);
     message.digestAlgorithms.push_back(algorithm);
   }
-  at += header + length;
-  consumed += header + length;
 }
 
-// Records where the content octets lie instead of reading them. The step
-// past message.encapContentInfo is an absolute seek to its end counted from the start
-// of the message, without the message's offset in the file: required, and
-// kept, although the content range itself does include the offset.
-void ReadContent(SignData& message, FileElementReader& reader, uint64_t base, uint64_t& at,
-                 uint64_t& consumed) {
+// The content's OCTET STRING header is at the cursor: its range is recorded,
+// its octets are not read.
+void RecordContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
   CASNTBaseRecord record;
-  const uint32_t header = reader.ReadHeader(at, record);
-  if (record.GetTagNumber() != kASNTSequence) Throw(kStatusBadTag);
-  const uint64_t encapLength = reader.ContentsLength(record, at + header);
-  Cursor cursor{at + header, consumed + header};
-  const uint64_t encapEnd = cursor.consumed + encapLength;
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  ToSignStruct& content = message.dataInfo;
+  content.begin = static_cast<DWORD>(cursor.base + cursor.consumed);
+  if (record.GetLength() == 0) return;
+  content.end = static_cast<DWORD>(content.begin + reader.ContentsLength(record, cursor.at));
+  content.flags = ToSignStruct::kInFile | (record.IsConstructed() ? ToSignStruct::kChunkedFile : 0);
+  content.fileMark = ToSignStruct::kFileMark;
+  content.data = const_cast<char*>(message.workPath.c_str());
+}
 
-  CASNTBaseRecord contentTypeRecord;
-  const uint32_t typeLength = reader.ReadElement(cursor.at, contentTypeRecord);
+// encapContentInfo. The step past it is an absolute seek to its end counted
+// from the start of the message, without the message's offset in the file:
+// required, and kept, although the content range does include the offset.
+void ReadContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag);
+  const uint64_t encapLength = reader.ContentsLength(record, cursor.at);
+  const uint64_t encapEnd = cursor.consumed + encapLength;
+  CASNTBaseRecord typeRecord;
+  const uint32_t typeLength = reader.ReadElement(cursor.at, typeRecord);
   cursor.Advance(typeLength);
   if (encapLength > typeLength) {
     cursor.Advance(reader.ReadHeader(cursor.at, record));
     if (record.GetLength() != 0) {
       if (record.GetTagClass() != kASNTContext) Throw(kStatusBadTag);
-      cursor.Advance(reader.ReadHeader(cursor.at, record));
-      message.dataInfo.begin = static_cast<DWORD>(base + cursor.consumed);
-      if (record.GetLength() != 0) {
-        const uint64_t length = reader.ContentsLength(record, cursor.at);
-        message.dataInfo.end = static_cast<DWORD>(message.dataInfo.begin + length);
-        message.dataInfo.flags =
-            ToSignStruct::kInFile | (record.IsConstructed() ? ToSignStruct::kChunkedFile : 0);
-        message.dataInfo.fileMark = ToSignStruct::kFileMark;
-        message.dataInfo.data = const_cast<char*>(message.workPath.c_str());
-      }
+      RecordContent(message, reader, cursor);
     }
   }
-  at = encapEnd;
-  consumed = encapEnd;
-  message.encapContentInfo.id = contentTypeRecord.GetValue(nullptr);
+  cursor.at = encapEnd;
+  cursor.consumed = encapEnd;
+  message.encapContentInfo.id = typeRecord.GetValue(nullptr);
 }
 
 // Certificate and CRL sets in any order and number, then the signer infos.
-void ReadSets(SignData& message, FileElementReader& reader, uint64_t& at, uint64_t& consumed) {
+void ReadSets(SignData& message, FileElementReader& reader, Cursor& cursor) {
   CASNTBaseRecord record;
   for (;;) {
-    const uint32_t header = reader.ReadHeader(at, record);
+    const uint32_t header = reader.ReadHeader(cursor.at, record);
     const bool context = record.GetTagClass() == kASNTContext;
     const bool signers = record.GetTagClass() == kASNTUniversal && record.GetTagNumber() == kASNTSet;
     if (!context && !signers) return;
-    const uint64_t length = reader.ContentsLength(record, at + header);
-    const IdentObj contents = reader.ReadBytes(at + header, length);
-    at += header + length;
-    consumed += header + length;
+    const uint64_t length = reader.ContentsLength(record, cursor.at + header);
+    const IdentObj contents = reader.ReadBytes(cursor.at + header, length);
+    cursor.Advance(header + length);
     if (signers) {
       message.signerInfos.clear();
       AppendSplit(contents, message.signerInfos);
@@ -133,20 +164,30 @@ void ReadSets(SignData& message, FileElementReader& reader, uint64_t& at, uint64
   }
 }
 
+// A streamed message closes its outer headers after the signer infos.
+void ReadClosings(FileElementReader& reader, Cursor& cursor, uint32_t count) {
+  CASNTBaseRecord record;
+  for (; count > 0 && cursor.at + 2 <= reader.Length(); --count) {
+    reader.ReadHeader(cursor.at, record);
+    if (!IsEndOfContents(record)) return;
+    cursor.Advance(2);
+  }
+}
+
+Cursor StartAt(CTOOFile& file, const FileElementReader& reader, DWORD offset) {
+  if (offset != kNoOffset) {
+    if (offset > reader.Length()) Throw(kStatusTruncated);
+    return Cursor{offset, 0, offset};
+  }
+  const int32_t here = file.Tell();
+  if (here < 0) Throw(file.GetStatus());
+  return Cursor{static_cast<uint64_t>(here), 0, 0};
+}
+
 DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
   message.workPath = file.GetFileName();
   FileElementReader reader(file);
-  uint64_t base = 0;
-  Cursor cursor{0, 0};
-  if (offset != kNoOffset) {
-    if (offset > reader.Length()) Throw(kStatusTruncated);
-    base = offset;
-    cursor.at = offset;
-  } else {
-    const int32_t here = file.Tell();
-    if (here < 0) Throw(file.GetStatus());
-    cursor.at = static_cast<uint64_t>(here);
-  }
+  Cursor cursor = StartAt(file, reader, offset);
   message.digestAlgorithms.clear();
   message.certificates.clear();
   message.crls.clear();
@@ -154,37 +195,11 @@ DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
   message.encapContentInfo.data.Clear();
   message.dataInfo = ToSignStruct();
 
-  CASNTBaseRecord record;
-  const uint32_t outerHeader = reader.ReadHeader(cursor.at, record);
-  if (record.GetTagNumber() != kASNTSequence) Throw(kStatusBadTag);
-  uint32_t indefiniteHeaders = record.GetLength() == kASNTIndefinite ? 1 : 0;
-  cursor.Advance(outerHeader);
-  cursor.Advance(reader.ReadElement(cursor.at, record));
-  if (!IsSignedDataType(message, record)) Throw(kStatusBadTag);
-  if (base + cursor.consumed >= reader.Length()) Throw(kStatusNotFound);
-
-  cursor.Advance(reader.ReadHeader(cursor.at, record));
-  if (record.GetTagNumber() != 0 || !(record.GetTagClass() & kASNTContext)) Throw(kStatusBadTag);
-  indefiniteHeaders += record.GetLength() == kASNTIndefinite ? 1 : 0;
-  cursor.Advance(reader.ReadHeader(cursor.at, record));
-  if (record.GetTagNumber() != kASNTSequence || !record.IsConstructed()) Throw(kStatusBadTag);
-  indefiniteHeaders += record.GetLength() == kASNTIndefinite ? 1 : 0;
-
-  cursor.Advance(reader.ReadElement(cursor.at, record));
-  if (record.GetTagNumber() != kASNTInteger) Throw(kStatusBadTag);
-  const IdentObj& versionValue = record.GetValue(nullptr);
-  if (versionValue.size() > 4) Throw(kStatusCorrupt);
-  message.version = SmallIntegerValue(versionValue);
-
-  ReadAlgorithms(message, reader, cursor.at, cursor.consumed);
-  ReadContent(message, reader, base, cursor.at, cursor.consumed);
-  ReadSets(message, reader, cursor.at, cursor.consumed);
-  // A streamed message closes its outer headers after the signer infos.
-  while (indefiniteHeaders-- > 0 && cursor.at + 2 <= reader.Length()) {
-    reader.ReadHeader(cursor.at, record);
-    if (!IsEndOfContents(record)) break;
-    cursor.Advance(2);
-  }
+  const uint32_t indefinite = ReadOuterFields(message, reader, cursor);
+  ReadAlgorithms(message, reader, cursor);
+  ReadContent(message, reader, cursor);
+  ReadSets(message, reader, cursor);
+  ReadClosings(reader, cursor, indefinite);
   return static_cast<DWORD>(cursor.consumed);
 }
 
