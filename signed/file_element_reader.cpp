@@ -10,7 +10,8 @@ namespace cmskit {
 
 namespace {
 
-constexpr uint32_t kUnknownOffset = 0xFFFFFFFF;
+constexpr uint32_t kMaxHeader = 16;
+constexpr BYTE kMaxFileLengthOctets = 4;
 
 [[noreturn]] void ThrowCorrupt() { throw XTOOStatus(kStatusCorrupt, "SignData", false); }
 
@@ -26,16 +27,40 @@ FileElementReader::FileElementReader(CTOOFile& file) : file_(file), length_(file
 }
 
 void FileElementReader::SeekTo(uint64_t position) {
+  if (position == position_) return;
+  position_ = UINT64_MAX;
   if (position > length_ || file_.Seek(static_cast<long>(position), SEEK_SET) != 0)
     throw XTOOStatus(kStatusTruncated, "SignData", false);
+  position_ = position;
 }
 
-// Positions are checked here against the length taken once, so the record
-// reader is given no offset and does not measure the file again per header.
+// Exactly the header's octets are read, so the stream stays where the
+// contents begin, and parsed by the memory header reader, held to the file
+// form's limits: at most four length octets and no primitive element of
+// indefinite length.
 uint32_t FileElementReader::ReadHeader(uint64_t position, CASNTBaseRecord& record) {
   if (position >= length_) throw XTOOStatus(kStatusTruncated, "SignData", false);
   SeekTo(position);
-  return record.ReadASNInfo(file_, kUnknownOffset, nullptr);
+  position_ = UINT64_MAX;
+  BYTE octets[kMaxHeader];
+  uint32_t count = 0;
+  auto next = [&]() -> BYTE {
+    if (count == kMaxHeader || file_.Read(octets + count, 1) != 1) ThrowCorrupt();
+    return octets[count++];
+  };
+  if ((next() & 0x1F) == 0x1F) {
+    while (next() & 0x80) {
+    }
+  }
+  const BYTE firstLength = next();
+  if (firstLength > 0x80 + kMaxFileLengthOctets || (firstLength == 0x80 && !(octets[0] & kASNTConstructed)))
+    ThrowCorrupt();
+  for (BYTE i = 0x80; i < firstLength; ++i) next();
+  position_ = position + count;
+  int status = 0;
+  const uint32_t header = record.ReadASNInfo(octets, count, &status);
+  if (status != 0) throw XTOOStatus(static_cast<uint32_t>(status), "SignData", false);
+  return header;
 }
 
 // Only elements of known length are read whole: an indefinite one where a
@@ -53,8 +78,9 @@ IdentObj FileElementReader::ReadBytes(uint64_t position, uint64_t count) {
   SeekTo(position);
   IdentObj bytes;
   bytes.Allocate(static_cast<uint32_t>(count));
-  if (count != 0 && file_.Read(bytes.data(), bytes.size()) != count)
-    throw XTOOStatus(kStatusReadError, file_.GetFileName(), false);
+  const uint32_t got = count != 0 ? file_.Read(bytes.data(), bytes.size()) : 0;
+  position_ = got == count ? position + count : UINT64_MAX;
+  if (got != count) throw XTOOStatus(kStatusReadError, file_.GetFileName(), false);
   return bytes;
 }
 

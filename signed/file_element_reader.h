@@ -29,14 +29,19 @@ class FileElementReader {
   // `contentsStart`: the definite length, checked against the file, or for an
   // indefinite one the octets up to and including its end-of-contents.
   uint64_t ContentsLength(const CASNTBaseRecord& record, uint64_t contentsStart);
-  // Places the file at `position` for a caller that reads on by itself.
+  // Places the file at `position` for a caller that reads on by itself,
+  // and learns where such a caller left it.
   void SeekTo(uint64_t position);
+  void MovedTo(uint64_t position) { position_ = position; }
 
  private:
   uint64_t ScanToEnd(uint64_t contentsStart);
 
   CTOOFile& file_;
   uint64_t length_;
+  // Where the stream stands when known, so that reading on from there needs
+  // no seek.
+  uint64_t position_ = UINT64_MAX;
   // Ends found while scanning, by contents start: an indefinite element met
   // again inside one already scanned (the content inside encapContentInfo)
   // is not walked twice.

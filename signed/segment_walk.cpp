@@ -42,10 +42,11 @@ DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSin
     if (record.IsConstructed() || IsEndOfContents(record)) continue;
     if (record.GetLength() == kASNTIndefinite || position > end || record.GetLength() > end - position)
       throw XTOOStatus(kStatusCorrupt, "SignData", false);
-    reader.SeekTo(position);
+    if (sink.ReadsOctets()) reader.SeekTo(position);
     const DWORD code = sink.Take(source, record.GetLength());
     if (code != 0) return code;
     position += record.GetLength();
+    if (sink.ReadsOctets()) reader.MovedTo(position);
   }
   return 0;
 }

@@ -19,6 +19,8 @@ class SegmentSink {
  public:
   virtual ~SegmentSink() = default;
   virtual DWORD Take(CTOOFile& source, uint64_t length) = 0;
+  // Whether Take leaves the source just past the octets it was given.
+  virtual bool ReadsOctets() const { return true; }
   uint64_t produced = 0;
 };
 
@@ -26,6 +28,7 @@ class SegmentSink {
 class CountingSink : public SegmentSink {
  public:
   DWORD Take(CTOOFile& source, uint64_t length) override;
+  bool ReadsOctets() const override { return false; }
 };
 
 class MemorySink : public SegmentSink {
