@@ -1,7 +1,9 @@
 // Taking the encapsulated content out of a SignData, into memory or a file.
 #include <cstring>
+#include <filesystem>
 #include <new>
 #include <string>
+#include <system_error>
 
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
@@ -28,6 +30,13 @@ const char* BaseName(const char* path) {
   return name;
 }
 
+// Another name of the same file (a link, another spelling of the path):
+// opening it for writing would empty the source before it is read.
+bool SameFile(const char* source, const char* target) {
+  std::error_code ignored;
+  return *source && *target && std::filesystem::equivalent(source, target, ignored);
+}
+
 // Where the content goes when it goes to a file. Detaching into the very
 // file the content is read from writes into a private temporary folder first
 // and copies over the original only once everything else has succeeded, so a
@@ -35,7 +44,7 @@ const char* BaseName(const char* path) {
 class DetachTarget {
  public:
   DetachTarget(const char* source, const char* target) : temp_(true), target_(target ? target : source) {
-    viaTemp_ = _stricmp(source, target_.c_str()) == 0;
+    viaTemp_ = _stricmp(source, target_.c_str()) == 0 || SameFile(source, target_.c_str());
     staging_ = viaTemp_ ? TOO::FILENAME(temp_.c_str(), BaseName(target_.c_str())).path : target_;
   }
 

@@ -208,6 +208,24 @@ TEST(SignDataDetach, IntoTheSourceNamedInAnotherCase) {
   EXPECT_EQ(ReadBytes(upper), content);
 }
 
+// Another name of the source file goes through the temporary folder too:
+// writing it directly would empty the content before it is read.
+TEST(SignDataDetach, IntoTheSourceThroughAnotherName) {
+  const Bytes content = Pattern(9000);
+  for (const char* spelling : {"link.der", "sub/../link.der"}) {
+    FileMessage file(PlainMessage(content));
+    const std::string link = file.dir.Path("link.der");
+    std::error_code error;
+    std::filesystem::create_hard_link(file.path, link, error);
+    if (error) GTEST_SKIP() << "no hard links here: " << error.message();
+    std::filesystem::create_directories(file.dir.Path("sub"));
+    const std::string target = file.dir.Path(spelling);
+    ToSignStruct out = FileTarget(target);
+    ASSERT_TRUE(file.message.DetachData(out, nullptr)) << spelling;
+    EXPECT_EQ(ReadBytes(file.path), content) << spelling;
+  }
+}
+
 TEST(SignDataDetach, MemoryContentIntoTheFileItWasReadFrom) {
   FileMessage file(PlainMessage(Text("abc")));
   const Bytes bytes = ReadBytes(file.path);
