@@ -43,7 +43,11 @@ bool SameFile(const char* source, const char* target) {
 // failure on the way leaves the original untouched.
 class DetachTarget {
  public:
-  DetachTarget(const char* source, const char* target) : temp_(true), target_(target ? target : source) {
+  // `target` null: the source file itself. Without `toFile` there is no file
+  // target and nothing is named (the caller's pointer is then a buffer).
+  DetachTarget(const char* source, const char* target, bool toFile) : temp_(true) {
+    if (!toFile) return;
+    target_ = target ? target : source;
     viaTemp_ = _stricmp(source, target_.c_str()) == 0 || SameFile(source, target_.c_str());
     staging_ = viaTemp_ ? TOO::FILENAME(temp_.c_str(), BaseName(target_.c_str())).path : target_;
   }
@@ -95,8 +99,8 @@ DWORD CopyToMemory(const IdentObj& bytes, ToSignStruct& out) {
 }
 
 // A file range (plain or in segments) into the caller's buffer or a new one.
-// The buffer is sized from the range as recorded: with the "to the end"
-// marker that is larger than the content, as callers of old expect.
+// A new buffer is sized from the range as recorded, not as resolved: with
+// the "to the end" marker that is more than the content, and this stays so.
 DWORD FileRangeToMemory(CTOOFile& source, const ToSignStruct& range, uint64_t length, ToSignStruct& out) {
   const uint64_t recorded = static_cast<DWORD>(range.end - range.begin);
   if (length != 0 && !out.data) {
@@ -160,8 +164,8 @@ DWORD SignData::DetachContent(ToSignStruct& out) {
   // The source file: the content's own when it lives in a file, else the one
   // this object was read from.
   const char* source = inFile && dataInfo.data ? static_cast<const char*>(dataInfo.data) : workPath.c_str();
-  DetachTarget target(source, static_cast<const char*>(out.data));
   const bool toFile = (out.flags & ToSignStruct::kInFile) != 0;
+  DetachTarget target(source, static_cast<const char*>(out.data), toFile);
   if (toFile && !target.IsNamed()) return ERROR_BAD_ARGUMENTS;
   const char* staging = toFile ? target.Staging() : nullptr;
 

@@ -109,6 +109,15 @@ TEST(SignDataDetach, FileRangeToMemoryAndFile) {
     EXPECT_EQ(ReadBytes(file.path), file.bytes);  // the source stays as it was
   }
   {
+    // The caller's buffer, exactly the content's size and never taken for a name.
+    FileMessage file(PlainMessage(content));
+    std::vector<BYTE> buffer(content.size(), 0xFF);
+    ToSignStruct out;
+    out.data = buffer.data();
+    ASSERT_TRUE(file.message.DetachData(out, nullptr));
+    EXPECT_EQ(buffer, content);
+  }
+  {
     FileMessage file(PlainMessage(content));
     const std::string target = file.dir.Path("content.out");
     ToSignStruct out = FileTarget(target);
