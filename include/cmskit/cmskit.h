@@ -12,6 +12,7 @@
 #include "identobj.h"
 #include "originator_info.h"
 #include "paths.h"
+#include "sign_data.h"
 #include "status.h"
 #include "trans_recipient_info.h"
 #include "tstring.h"
