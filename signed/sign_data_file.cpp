@@ -272,12 +272,12 @@ DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
   IdentObj wrapperHeader;
   uint64_t contentElement = 0;
   if (contentSize > 0) {
-    octetHeader = EncodeHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
-    wrapperHeader = EncodeHeader(kASNTContext, kASNTConstructed, 0, octetHeader.size() + contentSize);
+    octetHeader = EncodeSignedHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
+    wrapperHeader = EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, octetHeader.size() + contentSize);
     contentElement = wrapperHeader.size() + octetHeader.size() + contentSize;
   }
-  const IdentObj encapHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                                            contentTypeElement.size() + contentElement);
+  const IdentObj encapHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                                                  contentTypeElement.size() + contentElement);
   const IdentObj certificateSet =
       message.certificates.empty() ? IdentObj() : EncodeImplicitSet(0, message.certificates);
   const IdentObj crlSet = message.crls.empty() ? IdentObj() : EncodeImplicitSet(1, message.crls);
@@ -285,12 +285,12 @@ DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
   const uint64_t bodyLength = versionElement.size() + algorithms.size() + encapHeader.size() +
                               contentTypeElement.size() + contentElement + certificateSet.size() +
                               crlSet.size() + signers.size();
-  const IdentObj bodyHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, bodyLength);
+  const IdentObj bodyHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, bodyLength);
   const IdentObj explicitHeader =
-      EncodeHeader(kASNTContext, kASNTConstructed, 0, bodyHeader.size() + bodyLength);
+      EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, bodyHeader.size() + bodyLength);
   const IdentObj outerHeader =
-      EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                   typeElement.size() + explicitHeader.size() + bodyHeader.size() + bodyLength);
+      EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                         typeElement.size() + explicitHeader.size() + bodyHeader.size() + bodyLength);
 
   uint64_t written = 0;
   for (const IdentObj* piece : {&outerHeader, &typeElement, &explicitHeader, &bodyHeader, &versionElement,

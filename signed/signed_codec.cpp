@@ -71,7 +71,8 @@ IdentObj EncodeVersion(DWORD version) {
   return EncodeValue(kASNTUniversal, kASNTPrimitive, kASNTInteger, value, sizeof(value));
 }
 
-IdentObj EncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
+IdentObj EncodeSignedHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber,
+                            uint64_t contentLength) {
   if (contentLength > kMaxLength || tagNumber > 30) throw XTOOStatus(kStatusBadArgument, "SignData", false);
   const bool headerForm = tagClass == kASNTContext || tagNumber == kASNTSequence || tagNumber == kASNTSet;
   if (headerForm) {

@@ -25,7 +25,8 @@ IdentObj EncodeValue(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, 
 IdentObj EncodeOid(const IdentObj& dottedText);
 IdentObj EncodeVersion(DWORD version);
 // Identifier and length octets only, for content streamed afterwards.
-IdentObj EncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength);
+IdentObj EncodeSignedHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber,
+                            uint64_t contentLength);
 // The items' bytes back to back (the contents of an IMPLICIT SET OF).
 IdentObj Concatenate(const std::list<IdentObj>& items);
 // An IMPLICIT [n] SET OF: the items back to back under a constructed
