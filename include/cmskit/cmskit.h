@@ -10,6 +10,7 @@
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
+#include "key_transport.h"
 #include "originator_info.h"
 #include "paths.h"
 #include "sign_data.h"

@@ -41,6 +41,16 @@ class CMSKIT_API EncryptedContentInfo {
   // Length of what WriteObject produces, without touching the content.
   DWORD GetObjectSize() const;
 
+  // The encrypted length taken as the plaintext length, to size an output
+  // buffer: contentLength for file content, else the stored octets' length
+  // (for pieces, their headers included). CBC padding makes it an upper bound.
+  DWORD GetOpenTextSize();
+  // Length of the EncryptedContentInfo that encrypting `plainSize` bytes with
+  // `key` produces, always as GOST 28147-89 with the key's IV and parameter
+  // set; pieceFlags bit 1 counts a 4-byte piece header per 4096-byte block.
+  // 0 on failure, with the thread's last error set.
+  DWORD GetEncryptSize(HCRYPTKEY key, DWORD plainSize, DWORD pieceFlags) const;
+
   CTOOString contentType;
   ASNAlgorithmIdentifier contentEncryptionAlgorithm;
   DWORD flags;

@@ -34,6 +34,17 @@ class CMSKIT_API EnvelopedData {
   // Refuses (status 156) to write over the file that holds its own content.
   DWORD WriteObject(CTOOFile& file, int* pError = nullptr) const;
 
+  // Imports the content-encryption key transported to the recipient that
+  // `cert` names by issuer and serial number (the first such recipient),
+  // through the platform's "CryptMsgDllImportEncryptKey" function for the
+  // OID of `contentAlg`. The certificate must carry its key-provider property
+  // (CERT_KEY_PROV_INFO_PROP_ID), whose dwKeySpec is passed on. Returns 1, or
+  // 0 on failure: status 28 (ERROR_BAD_ARGUMENTS) when no recipient matches,
+  // else the platform's code. A null certificate or provider is last error
+  // 160 with pError untouched. The key belongs to the caller.
+  int GetEncryptionKey(const CERT_CONTEXT* const& cert, const HCRYPTPROV& prov, HCRYPTKEY& key,
+                       const ASNAlgorithmIdentifier& contentAlg, int* pError = nullptr);
+
   // Written as it stands; the caller chooses it (0 for the plain layout).
   DWORD version;
   OriginatorInfo originatorInfo;
