@@ -308,5 +308,42 @@ TEST_F(DecryptContentTest, AWrongKeyIsThePlatformsFailure) {
   EXPECT_NE(0u, GetLastError());
 }
 
+// A stream cipher shows the calls themselves: every byte comes back whatever
+// the Final flags. The parameters are made by the encrypting side's helpers.
+TEST(GostDecryptContentTest, EncryptingHelpersRoundTripOnEveryPath) {
+  ProviderHandle prov;
+  if (!AcquireVerifyContext(80, prov)) GTEST_SKIP() << "no GOST provider";
+  KeyHandle key(ImportPlainKey(prov.handle, 0x661E, Pattern(32, 20)));
+  if (!key.handle) GTEST_SKIP() << "no GOST 28147-89 keys";
+  char oid[] = "1.2.643.2.2.21";
+  IdentObj iv, params;
+  ASSERT_TRUE(GenerateNewInitVector(key.handle, prov.handle, iv));
+  ASSERT_EQ(8u, iv.size());
+  ASSERT_TRUE(EncryptKeyGetParam(key.handle, oid, iv, params));
+  TempDir dir;
+  for (size_t size : {4097, 8192, 1}) {
+    SCOPED_TRACE(size);
+    const Bytes plain = Pattern(size, 21);
+    ASSERT_TRUE(EncryptKeySetParam(key.handle, prov.handle, oid, iv));
+    Bytes cipher = plain;
+    DWORD length = static_cast<DWORD>(size);
+    ASSERT_TRUE(CryptEncrypt(key.handle, 0, TRUE, 0, cipher.data(), &length, length));
+    const Bytes alg = Tlv(0x30, Cat({Hex("06 06 2A 85 03 02 02 15"), ToBytes(params)}));
+    const Bytes message = Tlv(0x30, Cat({DataOid(), alg, Tlv(0x80, cipher)}));
+    const std::string path = dir.Path("gost.der"), target = dir.Path("gost.out");
+    WriteFileBytes(path, message);
+    for (bool toFile : {true, false}) {
+      CTOOFile file(path.c_str(), "rb");
+      EncryptedContentInfo eci;
+      ASSERT_EQ(message.size(), eci.ReadObject(file));
+      ASSERT_TRUE(DecryptKeyParam(key.handle, eci.contentEncryptionAlgorithm));
+      Bytes buffer(size);
+      ToSignStruct out = toFile ? FileOut(target) : MemoryOut(buffer, 0, static_cast<DWORD>(size));
+      ASSERT_TRUE(DecryptContent(key.handle, eci, out)) << std::hex << GetLastError();
+      EXPECT_EQ(plain, toFile ? ReadFileBytes(target) : buffer);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace cmskit::test
