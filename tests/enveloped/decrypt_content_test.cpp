@@ -240,7 +240,8 @@ TEST_F(DecryptContentTest, AMalformedPieceThrows) {
   ToSignStruct out = MemoryOut(buffer, 0, 100);
   ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusTruncated);
   EncryptedContentInfo file = InFile(Message(pieces, true));
-  ToSignStruct fileOut = FileOut(dir_.Path("malformed"));
+  const std::string target = dir_.Path("malformed");
+  ToSignStruct fileOut = FileOut(target);
   EXPECT_THROW(DecryptContent(Ready(), file, fileOut), XTOOStatus);
 }
 

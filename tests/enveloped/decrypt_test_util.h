@@ -115,12 +115,14 @@ inline ToSignStruct MemoryOut(Bytes& buffer, DWORD begin, DWORD room) {
   return out;
 }
 
+// The structure points at the name: a temporary string would not outlive it.
 inline ToSignStruct FileOut(const std::string& path) {
   ToSignStruct out;
   out.flags = ToSignStruct::kInFile;
   out.data = const_cast<char*>(path.c_str());
   return out;
 }
+ToSignStruct FileOut(std::string&& path) = delete;
 
 // The plaintext of a memory output.
 inline Bytes Written(const Bytes& buffer, const ToSignStruct& out) {
