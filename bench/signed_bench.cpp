@@ -3,9 +3,9 @@
 // next to a plain 4096-byte block copy of the same file.
 //
 // The content size of the file benchmarks is CMSKIT_BENCH_CONTENT_MIB (64 by
-// default). Each file benchmark reports the peak resident memory of the
-// process and how much it grew while the benchmark ran: streaming must keep
-// it flat whatever the content size.
+// default); CMSKIT_BENCH_DIR keeps the generated files for other tools. Each file benchmark reports the peak
+// resident memory of the process and how much it grew while the benchmark ran: streaming must keep it flat
+// whatever the content size.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
@@ -81,6 +81,7 @@ void Append(std::ofstream& out, const Bytes& bytes) {
 // with indefinite lengths (the shape `openssl cms -sign -stream` writes).
 class StreamFiles {
   std::filesystem::path folder_;  // first: the paths below are made from it
+  bool keep_;
 
  public:
   static StreamFiles& Get() {
@@ -94,19 +95,30 @@ class StreamFiles {
   const std::string ber = Path("message.ber");
 
  private:
-  StreamFiles()
-      : folder_(std::filesystem::temp_directory_path() /
-                ("cmskit-bench-signed-" + std::to_string(std::random_device()()))) {
+  // CMSKIT_BENCH_DIR names a folder to keep the files in (and reuse them from
+  // an earlier run), so that other tools can be timed on the same content.
+  StreamFiles() : folder_(ChooseFolder()), keep_(std::getenv("CMSKIT_BENCH_DIR") != nullptr) {
     std::filesystem::create_directories(folder_);
     const char* mib = std::getenv("CMSKIT_BENCH_CONTENT_MIB");
     contentSize_ = static_cast<uint64_t>(mib ? std::atoi(mib) : 64) << 20;
+    std::error_code error;
+    const bool reusable = keep_ && std::filesystem::file_size(content, error) == contentSize_ &&
+                          std::filesystem::exists(der) && std::filesystem::exists(ber);
+    if (reusable) return;
     WriteContent();
     WriteDer();
     WriteBer();
   }
   ~StreamFiles() {
     std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    if (!keep_) std::filesystem::remove_all(folder_, ignored);
+  }
+
+  static std::filesystem::path ChooseFolder() {
+    const char* chosen = std::getenv("CMSKIT_BENCH_DIR");
+    if (chosen) return chosen;
+    return std::filesystem::temp_directory_path() /
+           ("cmskit-bench-signed-" + std::to_string(std::random_device()()));
   }
 
   void WriteContent() {

@@ -260,48 +260,54 @@ DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
   return StatusToWin32(status);
 }
 
-// Every length is known before the first octet goes out: the headers are
-// built for the summed sizes and the content follows as one primitive OCTET
-// STRING, whatever form it had when read.
-DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
-  const IdentObj typeElement = EncodeOid(message.contentType);
-  const IdentObj versionElement = EncodeVersion(message.version);
-  const IdentObj algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
-  const IdentObj contentTypeElement = EncodeOid(message.encapContentInfo.id);
-  IdentObj octetHeader;
-  IdentObj wrapperHeader;
+// Every piece of the message but the content, encoded ahead: all lengths
+// are known before the first octet goes out, and the content follows as one
+// primitive OCTET STRING, whatever form it had when read.
+struct StreamedPieces {
+  IdentObj outerHeader, contentType, explicitHeader, bodyHeader, version, algorithms;
+  IdentObj encapHeader, encapType, wrapperHeader, octetHeader, certificates, crls, signers;
+};
+
+StreamedPieces EncodePieces(const SignData& message, uint64_t contentSize) {
+  StreamedPieces p;
+  p.contentType = EncodeOid(message.contentType);
+  p.version = EncodeVersion(message.version);
+  p.algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
+  p.encapType = EncodeOid(message.encapContentInfo.id);
   uint64_t contentElement = 0;
   if (contentSize > 0) {
-    octetHeader = EncodeSignedHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
-    wrapperHeader = EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, octetHeader.size() + contentSize);
-    contentElement = wrapperHeader.size() + octetHeader.size() + contentSize;
+    p.octetHeader = EncodeSignedHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
+    p.wrapperHeader =
+        EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.octetHeader.size() + contentSize);
+    contentElement = p.wrapperHeader.size() + p.octetHeader.size() + contentSize;
   }
-  const IdentObj encapHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                                                  contentTypeElement.size() + contentElement);
-  const IdentObj certificateSet =
-      message.certificates.empty() ? IdentObj() : EncodeImplicitSet(0, message.certificates);
-  const IdentObj crlSet = message.crls.empty() ? IdentObj() : EncodeImplicitSet(1, message.crls);
-  const IdentObj signers = EncodeSequence(message.signerInfos, kASNTSet);
-  const uint64_t bodyLength = versionElement.size() + algorithms.size() + encapHeader.size() +
-                              contentTypeElement.size() + contentElement + certificateSet.size() +
-                              crlSet.size() + signers.size();
-  const IdentObj bodyHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, bodyLength);
-  const IdentObj explicitHeader =
-      EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, bodyHeader.size() + bodyLength);
-  const IdentObj outerHeader =
+  p.encapHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                                     p.encapType.size() + contentElement);
+  if (!message.certificates.empty()) p.certificates = EncodeImplicitSet(0, message.certificates);
+  if (!message.crls.empty()) p.crls = EncodeImplicitSet(1, message.crls);
+  p.signers = EncodeSequence(message.signerInfos, kASNTSet);
+  const uint64_t body = p.version.size() + p.algorithms.size() + p.encapHeader.size() + p.encapType.size() +
+                        contentElement + p.certificates.size() + p.crls.size() + p.signers.size();
+  p.bodyHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, body);
+  p.explicitHeader = EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.bodyHeader.size() + body);
+  p.outerHeader =
       EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                         typeElement.size() + explicitHeader.size() + bodyHeader.size() + bodyLength);
+                         p.contentType.size() + p.explicitHeader.size() + p.bodyHeader.size() + body);
+  return p;
+}
 
+DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  const StreamedPieces p = EncodePieces(message, contentSize);
   uint64_t written = 0;
-  for (const IdentObj* piece : {&outerHeader, &typeElement, &explicitHeader, &bodyHeader, &versionElement,
-                                &algorithms, &encapHeader, &contentTypeElement})
+  for (const IdentObj* piece : {&p.outerHeader, &p.contentType, &p.explicitHeader, &p.bodyHeader, &p.version,
+                                &p.algorithms, &p.encapHeader, &p.encapType})
     written += Emit(file, *piece);
   if (contentSize > 0) {
-    written += Emit(file, wrapperHeader);
-    written += Emit(file, octetHeader);
+    written += Emit(file, p.wrapperHeader);
+    written += Emit(file, p.octetHeader);
     written += StreamContent(message, file, contentSize);
   }
-  for (const IdentObj* piece : {&certificateSet, &crlSet, &signers}) written += Emit(file, *piece);
+  for (const IdentObj* piece : {&p.certificates, &p.crls, &p.signers}) written += Emit(file, *piece);
   return static_cast<DWORD>(written);
 }
 

@@ -1,4 +1,4 @@
-// Published signed messages (RFC 4134 section 4, the TK26 GOST example)
+// Published signed messages (the RFC 4134 examples 4.x, the TK26 GOST example)
 // through every reader and writer of SignData.
 #include <gtest/gtest.h>
 
