@@ -1,0 +1,350 @@
+// DecryptContent on its eight paths with AES-128-CBC content made here by the
+// platform: the Final flag of each path shows in whether the CBC padding is
+// removed, and the piece forms in how pieces are chained.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "enveloped/decrypt_test_util.h"
+
+namespace cmskit::test {
+namespace {
+
+constexpr DWORD kJunk = 7;  // bytes in front of the message in its file
+
+class DecryptContentTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << GetLastError();
+    key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
+    ASSERT_NE(0u, key_.handle);
+    iv_ = Pattern(16, 2);
+  }
+
+  // The key with the message's IV applied the library's way.
+  HCRYPTKEY Ready() {
+    ASNAlgorithmIdentifier alg = CbcAlgorithm(kAes128Oid, iv_);
+    EXPECT_TRUE(DecryptKeyParam(key_.handle, alg));
+    return key_.handle;
+  }
+
+  Bytes Encrypt(const Bytes& plain) { return EncryptCbc(key_.handle, iv_, plain); }
+
+  // A CBC stream cut into pieces as a streaming encoder does.
+  static Bytes Pieces(const Bytes& cipher, size_t piece) {
+    Bytes out;
+    for (size_t at = 0; at < cipher.size(); at += piece) {
+      const size_t size = std::min(piece, cipher.size() - at);
+      out = Concat(out, Tlv(0x04, Bytes(cipher.begin() + at, cipher.begin() + at + size)));
+    }
+    return out;
+  }
+
+  // An EncryptedContentInfo encoding around `octets`; the constructed [0] as
+  // an indefinite length when asked (its end-of-contents stays with the
+  // octets).
+  Bytes Message(const Bytes& octets, bool constructed, bool indefinite = false) const {
+    const Bytes alg = Tlv(0x30, Cat({Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv_)}));
+    if (!indefinite) return Tlv(0x30, Cat({DataOid(), alg, Tlv(constructed ? 0xA0 : 0x80, octets)}));
+    return Cat({Hex("30 80"), DataOid(), alg, Hex("A0 80"), octets, Hex("00 00 00 00")});
+  }
+
+  static EncryptedContentInfo InMemory(const Bytes& message) {
+    EncryptedContentInfo eci;
+    EXPECT_EQ(message.size(), eci.ReadObject(message.data(), static_cast<DWORD>(message.size())));
+    return eci;
+  }
+
+  EncryptedContentInfo InFile(const Bytes& message) {
+    const std::string path = dir_.Path("message" + std::to_string(++files_));
+    WriteFileBytes(path, Concat(Bytes(kJunk, 0xEE), message));
+    CTOOFile file(path.c_str(), "rb");
+    EXPECT_EQ(0, file.Seek(kJunk, SEEK_SET));
+    EncryptedContentInfo eci;
+    EXPECT_EQ(message.size(), eci.ReadObject(file));
+    EXPECT_EQ(kJunk + message.size() - eci.contentLength - (message[1] == 0x80 ? 2 : 0), eci.contentOffset);
+    return eci;
+  }
+
+  // DecryptContent into a buffer (room for `room` bytes after 3 leading ones).
+  Bytes ToMemory(EncryptedContentInfo& eci, size_t room, bool* ok, DWORD* error = nullptr) {
+    Bytes buffer(3 + room + 5, 0xCC);
+    ToSignStruct out = MemoryOut(buffer, 3, static_cast<DWORD>(room));
+    const DWORD endBefore = out.end;
+    SetLastError(0);
+    *ok = DecryptContent(Ready(), eci, out);
+    if (error) *error = GetLastError();
+    if (!*ok) {
+      EXPECT_EQ(endBefore, out.end);
+      return Bytes();
+    }
+    EXPECT_EQ(0xCC, buffer[2]);
+    return Written(buffer, out);
+  }
+
+  Bytes ToFile(EncryptedContentInfo& eci, bool* ok, DWORD* error = nullptr) {
+    const std::string path = dir_.Path("plain" + std::to_string(++files_));
+    ToSignStruct out = FileOut(path);
+    SetLastError(0);
+    *ok = DecryptContent(Ready(), eci, out);
+    if (error) *error = GetLastError();
+    return ReadFileBytes(path);
+  }
+
+  ProviderHandle prov_;
+  KeyHandle key_;
+  Bytes iv_;
+  TempDir dir_;
+  int files_ = 0;
+};
+
+// CBC padding of a whole plaintext: what stays when no final call is made.
+Bytes Padded(const Bytes& plain) {
+  const size_t pad = 16 - plain.size() % 16;
+  return Concat(plain, Bytes(pad, static_cast<BYTE>(pad)));
+}
+
+TEST_F(DecryptContentTest, PrimitiveContentOnAllFourPaths) {
+  for (size_t size : {0, 1, 15, 16, 4079, 4080, 4095, 4096, 5000, 8176, 8192, 12293}) {
+    SCOPED_TRACE(size);
+    const Bytes plain = Pattern(size, 3);
+    const Bytes message = Message(Encrypt(plain), false);
+    const bool wholeBlocks = Padded(plain).size() % 4096 == 0;
+    bool ok = false;
+    EncryptedContentInfo memory = InMemory(message);
+    EXPECT_EQ(plain, ToMemory(memory, size, &ok));
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(plain, ToFile(memory, &ok));
+    EXPECT_TRUE(ok);
+    EncryptedContentInfo file = InFile(message);
+    // File to file: 4096-byte blocks never final, so a ciphertext of whole
+    // blocks keeps its padding.
+    EXPECT_EQ(wholeBlocks ? Padded(plain) : plain, ToFile(file, &ok));
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(plain, ToMemory(file, size, &ok));
+    EXPECT_TRUE(ok);
+    // Memory output loaded the octets into the object.
+    EXPECT_EQ(file.contentLength, file.encryptedContent.size());
+  }
+}
+
+TEST_F(DecryptContentTest, TwoWholeBlocksInAFileAreTwoNonFinalCalls) {
+  const Bytes plain = Pattern(8176, 4);
+  EncryptedContentInfo eci = InFile(Message(Encrypt(plain), false));
+  ASSERT_EQ(8192u, eci.contentLength);
+  bool ok = false;
+  const Bytes out = ToFile(eci, &ok);
+  EXPECT_TRUE(ok);
+  ASSERT_EQ(8192u, out.size());
+  EXPECT_EQ(Bytes(16, 0x10), Bytes(out.end() - 16, out.end()));
+}
+
+TEST_F(DecryptContentTest, APartialBlockIsOneFinalCallOfTheRemainder) {
+  const Bytes plain = Pattern(5000, 5);
+  Bytes cipher = Encrypt(plain);
+  cipher.resize(4097);
+  EncryptedContentInfo eci = InFile(Message(cipher, false));
+  bool ok = true;
+  DWORD error = 0;
+  // The first 4096 bytes go through non-final and are written; the final
+  // call of one byte is refused by the cipher.
+  const Bytes out = ToFile(eci, &ok, &error);
+  EXPECT_FALSE(ok);
+  EXPECT_NE(0u, error);
+  EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 4096), out);
+}
+
+TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
+  const Bytes plain = Pattern(10000, 6);
+  const Bytes pieces = Pieces(Encrypt(plain), 4096);
+  for (bool indefinite : {false, true}) {
+    SCOPED_TRACE(indefinite);
+    const Bytes message = Message(pieces, true, indefinite);
+    EncryptedContentInfo file = InFile(message);
+    bool ok = false;
+    EXPECT_EQ(Padded(plain), ToFile(file, &ok));
+    EXPECT_TRUE(ok);
+
+    // From memory the walk is bounded by contentLength, 0 after a memory
+    // read: it runs into the end of the octets, which throws once all pieces
+    // are written.
+    EncryptedContentInfo memory = InMemory(message);
+    ASSERT_EQ(0u, memory.contentLength);
+    const std::string path = dir_.Path("walk");
+    ToSignStruct out = FileOut(path);
+    ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusCorrupt);
+    EXPECT_EQ(Padded(plain), ReadFileBytes(path));
+    // A caller that sets contentLength gets a clean end.
+    memory.contentLength = memory.encryptedContent.size();
+    EXPECT_EQ(Padded(plain), ToFile(memory, &ok));
+    EXPECT_TRUE(ok);
+  }
+}
+
+TEST_F(DecryptContentTest, PiecesTowardsMemoryAreEachFinal) {
+  const Bytes parts[] = {Pattern(100, 7), Pattern(4096, 8), Pattern(1, 9)};
+  Bytes pieces, plain;
+  for (const Bytes& part : parts) {
+    pieces = Concat(pieces, Tlv(0x04, Encrypt(part)));
+    plain = Concat(plain, part);
+  }
+  for (bool indefinite : {false, true}) {
+    SCOPED_TRACE(indefinite);
+    const Bytes message = Message(pieces, true, indefinite);
+    for (bool inFile : {false, true}) {
+      EncryptedContentInfo eci = inFile ? InFile(message) : InMemory(message);
+      bool ok = false;
+      EXPECT_EQ(plain, ToMemory(eci, plain.size(), &ok));
+      EXPECT_TRUE(ok);
+      // One byte less and the last piece does not fit.
+      DWORD error = 0;
+      EXPECT_EQ(Bytes(), ToMemory(eci, plain.size() - 1, &ok, &error));
+      EXPECT_FALSE(ok);
+      EXPECT_EQ(kOutOfRoom, error);
+    }
+  }
+}
+
+TEST_F(DecryptContentTest, AStreamedCbcMessageDoesNotDecryptIntoMemory) {
+  // The first piece, taken as a message of its own, ends in 'A' bytes, not
+  // in padding.
+  const Bytes plain(10000, 'A');
+  EncryptedContentInfo eci = InMemory(Message(Pieces(Encrypt(plain), 4096), true));
+  bool ok = true;
+  DWORD error = 0;
+  ToMemory(eci, plain.size(), &ok, &error);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(kBadData, error);
+}
+
+TEST_F(DecryptContentTest, PiecesOfStoredLengthTwoGiveNothing) {
+  const Bytes message = Message(Bytes(), true, true);
+  bool ok = false;
+  EncryptedContentInfo memory = InMemory(message);
+  ASSERT_EQ(2u, memory.encryptedContent.size());
+  EXPECT_EQ(Bytes(), ToMemory(memory, 10, &ok));
+  EXPECT_TRUE(ok);
+  EncryptedContentInfo file = InFile(message);
+  ASSERT_EQ(2u, file.contentLength);
+  EXPECT_EQ(Bytes(), ToFile(file, &ok));
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(Bytes(), ToMemory(file, 0, &ok));
+  EXPECT_TRUE(ok);
+}
+
+TEST_F(DecryptContentTest, AMalformedPieceThrows) {
+  // The second piece claims more octets than there are.
+  const Bytes pieces = Cat({Tlv(0x04, Encrypt(Pattern(20, 10))), Hex("04 82 10 00 01 02")});
+  EncryptedContentInfo memory = InMemory(Message(pieces, true));
+  Bytes buffer(100);
+  ToSignStruct out = MemoryOut(buffer, 0, 100);
+  ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusTruncated);
+  EncryptedContentInfo file = InFile(Message(pieces, true));
+  const std::string target = dir_.Path("malformed");
+  ToSignStruct fileOut = FileOut(target);
+  EXPECT_THROW(DecryptContent(Ready(), file, fileOut), XTOOStatus);
+}
+
+TEST_F(DecryptContentTest, RoomIsCheckedBeforeCopying) {
+  const Bytes plain = Pattern(1000, 11);
+  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
+  EXPECT_EQ(1008u, eci.GetOpenTextSize());
+  bool ok = false;
+  DWORD error = 0;
+  EXPECT_EQ(plain, ToMemory(eci, plain.size(), &ok));
+  EXPECT_TRUE(ok);
+  ToMemory(eci, plain.size() - 1, &ok, &error);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(kOutOfRoom, error);
+  // A range that ends before it begins has no room at all.
+  Bytes buffer(2000);
+  ToSignStruct out = MemoryOut(buffer, 10, 0);
+  out.end = 5;
+  EXPECT_FALSE(DecryptContent(Ready(), eci, out));
+  EXPECT_EQ(kOutOfRoom, GetLastError());
+  EXPECT_EQ(5u, out.end);
+}
+
+TEST_F(DecryptContentTest, MissingBuffersAndFilesAreReported) {
+  EncryptedContentInfo file = InFile(Message(Encrypt(Pattern(100, 12)), false));
+  for (DWORD flags : {DWORD{0}, ToSignStruct::kInFile}) {
+    ToSignStruct out;
+    out.flags = flags;
+    out.end = 1000;
+    SetLastError(0);
+    EXPECT_FALSE(DecryptContent(Ready(), file, out));
+    EXPECT_EQ(kBadArguments, GetLastError());
+  }
+  // A source file that is gone: the output file was already created.
+  file.fileName = dir_.Path("gone").c_str();
+  bool ok = true;
+  DWORD error = 0;
+  const std::string target = dir_.Path("target");
+  ToSignStruct out = FileOut(target);
+  EXPECT_FALSE(DecryptContent(Ready(), file, out));
+  error = GetLastError();
+  EXPECT_NE(0u, error);
+  EXPECT_TRUE(FileExists(target.c_str()));
+  EncryptedContentInfo nameless = file;
+  EXPECT_TRUE(nameless.fileName.IsEmpty());
+  ToMemory(nameless, 200, &ok, &error);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(kBadArguments, error);
+}
+
+TEST_F(DecryptContentTest, AWrongKeyIsThePlatformsFailure) {
+  const Bytes plain(64, 'A');
+  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
+  KeyHandle other(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 99)));
+  ASNAlgorithmIdentifier alg = CbcAlgorithm(kAes128Oid, iv_);
+  ASSERT_TRUE(DecryptKeyParam(other.handle, alg));
+  Bytes buffer(100);
+  ToSignStruct out = MemoryOut(buffer, 0, 100);
+  EXPECT_FALSE(DecryptContent(other.handle, eci, out));
+  EXPECT_EQ(kBadData, GetLastError());
+  EXPECT_EQ(100u, out.end);
+  const HCRYPTKEY destroyed = other.handle;
+  other.Reset();
+  EXPECT_FALSE(DecryptContent(destroyed, eci, out));
+  EXPECT_NE(0u, GetLastError());
+}
+
+// A stream cipher shows the calls themselves: every byte comes back whatever
+// the Final flags. The parameters are made by the encrypting side's helpers.
+TEST(GostDecryptContentTest, EncryptingHelpersRoundTripOnEveryPath) {
+  ProviderHandle prov;
+  if (!AcquireVerifyContext(80, prov)) GTEST_SKIP() << "no GOST provider";
+  KeyHandle key(ImportPlainKey(prov.handle, 0x661E, Pattern(32, 20)));
+  if (!key.handle) GTEST_SKIP() << "no GOST 28147-89 keys";
+  char oid[] = "1.2.643.2.2.21";
+  IdentObj iv, params;
+  ASSERT_TRUE(GenerateNewInitVector(key.handle, prov.handle, iv));
+  ASSERT_EQ(8u, iv.size());
+  ASSERT_TRUE(EncryptKeyGetParam(key.handle, oid, iv, params));
+  TempDir dir;
+  for (size_t size : {4097, 8192, 1}) {
+    SCOPED_TRACE(size);
+    const Bytes plain = Pattern(size, 21);
+    ASSERT_TRUE(EncryptKeySetParam(key.handle, prov.handle, oid, iv));
+    Bytes cipher = plain;
+    DWORD length = static_cast<DWORD>(size);
+    ASSERT_TRUE(CryptEncrypt(key.handle, 0, TRUE, 0, cipher.data(), &length, length));
+    const Bytes alg = Tlv(0x30, Cat({Hex("06 06 2A 85 03 02 02 15"), ToBytes(params)}));
+    const Bytes message = Tlv(0x30, Cat({DataOid(), alg, Tlv(0x80, cipher)}));
+    const std::string path = dir.Path("gost.der"), target = dir.Path("gost.out");
+    WriteFileBytes(path, message);
+    for (bool toFile : {true, false}) {
+      CTOOFile file(path.c_str(), "rb");
+      EncryptedContentInfo eci;
+      ASSERT_EQ(message.size(), eci.ReadObject(file));
+      ASSERT_TRUE(DecryptKeyParam(key.handle, eci.contentEncryptionAlgorithm));
+      Bytes buffer(size);
+      ToSignStruct out = toFile ? FileOut(target) : MemoryOut(buffer, 0, static_cast<DWORD>(size));
+      ASSERT_TRUE(DecryptContent(key.handle, eci, out)) << std::hex << GetLastError();
+      EXPECT_EQ(plain, toFile ? ReadFileBytes(target) : buffer);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace cmskit::test

@@ -1,0 +1,169 @@
+// Messages made once by `openssl cms -encrypt` (tests/data/decrypt) decrypt
+// on every platform. A provider that takes the key file as its container (the
+// Linux one) unwraps with its own import functions; otherwise (Windows, Wine)
+// the key goes into the provider as a PRIVATEKEYBLOB and this test installs
+// the import function the platform lacks for these OIDs: RSA unwrap with the
+// provider (ciphertext least significant byte first), then the session key
+// as a PLAINTEXTKEYBLOB.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "interop/decrypt_interop_util.h"
+
+namespace cmskit::test {
+namespace {
+
+constexpr BYTE kPrivateKeyBlob = 0x7;
+
+struct ContentAlgorithm {
+  const char* oid;
+  ALG_ID algId;
+};
+
+constexpr ContentAlgorithm kAlgorithms[] = {
+    {"2.16.840.1.101.3.4.1.2", CALG_AES_128},
+    {"2.16.840.1.101.3.4.1.42", CALG_AES_256},
+    {"1.2.840.113549.3.7", CALG_3DES},
+};
+
+// The RSA key the installed function unwraps with.
+HCRYPTKEY& UnwrapKey() {
+  static HCRYPTKEY key = 0;
+  return key;
+}
+
+BOOL WINAPI UnwrapWithProvider(HCRYPTPROV prov, DWORD /*keySpec*/, PCRYPT_ALGORITHM_IDENTIFIER content,
+                               PCRYPT_ALGORITHM_IDENTIFIER /*publicKey*/, PBYTE encryptedKey, DWORD length,
+                               HCRYPTKEY* key) {
+  const ContentAlgorithm* algorithm =
+      std::find_if(std::begin(kAlgorithms), std::end(kAlgorithms),
+                   [&](const ContentAlgorithm& a) { return !strcmp(a.oid, content->pszObjId); });
+  if (algorithm == std::end(kAlgorithms)) {
+    SetLastError(kBadData);
+    return FALSE;
+  }
+  Bytes wrapped(encryptedKey, encryptedKey + length);
+  std::reverse(wrapped.begin(), wrapped.end());
+  DWORD size = length;
+  if (!CryptDecrypt(UnwrapKey(), 0, TRUE, 0, wrapped.data(), &size)) return FALSE;
+  wrapped.resize(size);
+  *key = ImportPlainKey(prov, algorithm->algId, wrapped);
+  return *key != 0;
+}
+
+class DecryptCommitted : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string keyFile = TestData("decrypt/recipient.key");
+    cert_ = std::make_unique<RecipientCertificate>(ReadFileBytes(TestData("decrypt/recipient.cer")), keyFile,
+                                                   PROV_RSA_AES);
+    ASSERT_NE(nullptr, cert_->Get());
+    if (CryptAcquireContextA(&prov_.handle, keyFile.c_str(), nullptr, PROV_RSA_AES, 0)) return;
+    ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << std::hex << GetLastError();
+    const Bytes blob = ReadFileBytes(TestData("decrypt/recipient.blob"));
+    ASSERT_FALSE(blob.empty());
+    ASSERT_EQ(kPrivateKeyBlob, blob[0]);
+    ASSERT_TRUE(
+        CryptImportKey(prov_.handle, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &rsaKey_.handle))
+        << std::hex << GetLastError();
+    UnwrapKey() = rsaKey_.handle;
+    Install();
+  }
+
+  void TearDown() override { UnwrapKey() = 0; }
+
+  static void Install() {
+    static bool installed = false;
+    if (installed) return;
+    CRYPT_OID_FUNC_ENTRY entries[3];
+    for (size_t i = 0; i < 3; ++i)
+      entries[i] = {kAlgorithms[i].oid, reinterpret_cast<void*>(&UnwrapWithProvider)};
+    ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                               CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 3, entries,
+                                               CRYPT_INSTALL_OID_FUNC_BEFORE_FLAG));
+    installed = true;
+  }
+
+  Decryption Run(const char* message, bool fromMemory, bool toFile) {
+    const std::string target = toFile ? dir_.Path("plain" + std::to_string(++outputs_)) : std::string();
+    return DecryptMessage(TestData(std::string("decrypt/") + message), fromMemory, target, cert_->Get(),
+                          prov_.handle);
+  }
+
+  std::unique_ptr<RecipientCertificate> cert_;
+  ProviderHandle prov_;
+  KeyHandle rsaKey_;
+  TempDir dir_;
+  int outputs_ = 0;
+};
+
+TEST_F(DecryptCommitted, AesAnd3desMessagesDecrypt) {
+  const Bytes plain = ReadFileBytes(TestData("decrypt/plain.txt"));
+  ASSERT_EQ(5000u, plain.size());
+  for (const char* message : {"aes128.der", "aes256.der", "des3.der"}) {
+    for (bool fromMemory : {false, true}) {
+      for (bool toFile : {false, true}) {
+        SCOPED_TRACE(std::string(message) + (fromMemory ? " from memory" : " from file") +
+                     (toFile ? " to file" : " to memory"));
+        const Decryption result = Run(message, fromMemory, toFile);
+        EXPECT_EQ(0, result.importError);
+        EXPECT_TRUE(result.ok) << std::hex << result.error;
+        EXPECT_EQ(plain, result.plain);
+      }
+    }
+  }
+}
+
+TEST_F(DecryptCommitted, AWholeBlockCiphertextKeepsItsPaddingFileToFile) {
+  const Bytes plain = ReadFileBytes(TestData("decrypt/plain4095.txt"));
+  const Decryption toFile = Run("aes128_4095.der", false, true);
+  EXPECT_EQ(4096u, toFile.contentLength);
+  EXPECT_TRUE(toFile.ok);
+  EXPECT_EQ(WithPadding(plain, 16), toFile.plain);
+  EXPECT_EQ(plain, Run("aes128_4095.der", false, false).plain);
+  EXPECT_EQ(plain, Run("aes128_4095.der", true, true).plain);
+}
+
+TEST_F(DecryptCommitted, ErrorPaths) {
+  EnvelopedData message;
+  CTOOFile file(TestData("decrypt/aes128.der").c_str(), "rb");
+  ASSERT_NE(0u, message.ReadObject(file));
+  ASNAlgorithmIdentifier alg = message.encryptedContentInfo.contentEncryptionAlgorithm;
+  KeyHandle key;
+
+  // A null certificate: 160, pError untouched.
+  const CERT_CONTEXT* none = nullptr;
+  int error = 777;
+  SetLastError(0);
+  EXPECT_EQ(0, message.GetEncryptionKey(none, prov_.handle, key.handle, alg, &error));
+  EXPECT_EQ(kBadArguments, GetLastError());
+  EXPECT_EQ(777, error);
+
+  // No recipient with this certificate's issuer and serial number.
+  EnvelopedData other = message;
+  other.recipientInfos.front().serialNumber = Obj(Hex("01"));
+  EXPECT_EQ(0, other.GetEncryptionKey(cert_->Get(), prov_.handle, key.handle, alg, &error));
+  EXPECT_EQ(static_cast<int>(kBadArguments), error);
+
+  // A damaged transported key does not unwrap: the platform's code.
+  other = message;
+  other.recipientInfos.front().encryptedKey.data()[10] ^= 0x55;
+  EXPECT_EQ(0, other.GetEncryptionKey(cert_->Get(), prov_.handle, key.handle, alg, &error));
+  EXPECT_NE(0, error);
+
+  // One byte too small.
+  ASSERT_EQ(1, message.GetEncryptionKey(cert_->Get(), prov_.handle, key.handle, alg, &error));
+  ASSERT_TRUE(DecryptKeyParam(key.handle, alg));
+  Bytes buffer(5000);
+  ToSignStruct out = MemoryOut(buffer, 0, 4999);
+  EXPECT_FALSE(DecryptContent(key.handle, message.encryptedContentInfo, out));
+  EXPECT_EQ(kOutOfRoom, GetLastError());
+  EXPECT_EQ(4999u, out.end);
+}
+
+}  // namespace
+}  // namespace cmskit::test
