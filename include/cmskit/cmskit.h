@@ -9,6 +9,7 @@
 #include "file.h"
 #include "identobj.h"
 #include "paths.h"
+#include "sign_data.h"
 #include "status.h"
 #include "tstring.h"
 

@@ -1,0 +1,115 @@
+// A CMS ContentInfo holding a SignedData, and the descriptor through which
+// its encapsulated content travels in and out (memory buffer or file range).
+#ifndef CMSKIT_SIGN_DATA_H
+#define CMSKIT_SIGN_DATA_H
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+
+#include "asn_record.h"
+#include "asn_types.h"
+#include "export.h"
+#include "file.h"
+#include "identobj.h"
+#include "platform/win32.h"
+#include "tstring.h"
+
+namespace cmskit {
+
+// Content handed to or from a SignData: a memory range of `data` or, with
+// kInFile, the byte range [begin, end) of the file named by `data`.
+// Plain data: copies never duplicate or free what `data` points to.
+struct CMSKIT_API ToSignStruct {
+  // `data` is a NUL-terminated file name.
+  static constexpr DWORD kInFile = 1;
+  // The file range holds the segments of a constructed OCTET STRING.
+  static constexpr DWORD kChunkedFile = 2;
+  // The file reader stamps this on every file range it records.
+  static constexpr DWORD kFileMark = 0x20000;
+  // An `end` of all ones means "up to the end of the file".
+  static constexpr DWORD kToEndOfFile = 0xFFFFFFFF;
+
+  ToSignStruct();
+  ToSignStruct(const ToSignStruct& other);
+  ToSignStruct& operator=(const ToSignStruct& other);
+
+  DWORD flags;
+  DWORD fileMark;
+  void* data;
+  DWORD begin;
+  DWORD end;
+  uint64_t extra;
+};
+
+// Callers exchange this structure with other modules by its layout: four
+// 64-bit words.
+static_assert(sizeof(ToSignStruct) == 32, "ToSignStruct is four 64-bit words");
+static_assert(offsetof(ToSignStruct, fileMark) == 4, "fileMark shares the first word");
+static_assert(offsetof(ToSignStruct, data) == 8, "data is the second word");
+static_assert(offsetof(ToSignStruct, begin) == 16 && offsetof(ToSignStruct, end) == 20,
+              "begin and end share the third word");
+static_assert(offsetof(ToSignStruct, extra) == 24, "extra is the fourth word");
+
+class SignDataTestPeer;
+
+// One ContentInfo/SignedData as lists of received encodings and small values.
+// Certificates, CRLs and SignerInfos are kept as whole DER elements, in the
+// order received, so that writing gives back what was read.
+class CMSKIT_API SignData {
+ public:
+  SignData();
+  SignData(const SignData& other);
+  SignData& operator=(const SignData& other);
+  ~SignData();
+
+  const ToSignStruct& GetDataInfo() const { return dataInfo; }
+  // Generous estimate of the SignedData length, for sizing buffers.
+  DWORD GetDataSize();
+  DWORD GetObjectSize();
+
+  bool AttachData(const ToSignStruct& content, int* pError);
+  bool DetachData(ToSignStruct& out, int* pError);
+
+  bool ReadObject(const BYTE* pData, DWORD cbData, int* pError);
+  // Reads at `offset` (0xFFFFFFFF: where the file stands); returns the bytes
+  // the message occupies, 0 on failure. The content stays in the file.
+  DWORD ReadObject(const CTOOFile& file, DWORD offset, int* pError);
+
+  IdentObj WriteObject(int* pError);
+  // Streams the message at `offset` (0xFFFFFFFF: where the file stands);
+  // returns the bytes written, 0 on failure (reported as last error).
+  DWORD WriteObject(CTOOFile& file, DWORD offset);
+
+  DWORD version;
+  std::list<ASNAlgorithmIdentifier> digestAlgorithms;
+  CASNTIdData encapContentInfo;
+  std::list<IdentObj> certificates;
+  std::list<IdentObj> crls;
+  std::list<IdentObj> signerInfos;
+  IdentObj contentType;
+  ToSignStruct dataInfo;
+  CTOOString workPath;
+
+ private:
+  friend class SignDataTestPeer;
+
+  // Rebuilds the lists from a parsed ContentInfo tree; failures go to the
+  // thread's last error only.
+  void FillEntry(const CASNTUnit& root);
+
+  bool ReadSignedData(const BYTE* data, DWORD size, int* pError);
+  bool ReadOptionalSets(const std::list<IdentObj>& children, std::list<IdentObj>::const_iterator child,
+                        int* pError);
+  int ReadObject_AlgList(const IdentObj& element);
+  int ReadObject_EncapsContentInfo(const IdentObj& element);
+  int ReadContentChild(const IdentObj& child);
+  int ReadObject_CertificateSet(const IdentObj& element);
+  int ReadObject_CRLList(const IdentObj& element);
+  int ReadElementSet(const IdentObj& element, uint32_t tagNumber, std::list<IdentObj>& out);
+  DWORD DetachContent(ToSignStruct& out);
+};
+
+}  // namespace cmskit
+
+#endif

@@ -1,0 +1,22 @@
+// Moving content between files in fixed blocks, so that no content of any
+// size is ever held in memory.
+#ifndef CMSKIT_SIGNED_BLOCK_COPY_H
+#define CMSKIT_SIGNED_BLOCK_COPY_H
+
+#include <cstdint>
+
+#include "cmskit/file.h"
+
+namespace cmskit {
+
+constexpr uint32_t kCopyBlock = 4096;
+
+// Copies `length` octets from where `from` stands to where `to` stands: one
+// block when the length is at most kCopyBlock, else blocks of kCopyBlock and
+// the remainder. Stops at the first short read or write; returns the octets
+// written.
+uint64_t CopyBlocks(CTOOFile& from, CTOOFile& to, uint64_t length);
+
+}  // namespace cmskit
+
+#endif

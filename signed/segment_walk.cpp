@@ -1,0 +1,53 @@
+#include "signed/segment_walk.h"
+
+#include "cmskit/asn_codec.h"
+#include "cmskit/status.h"
+#include "signed/block_copy.h"
+#include "signed/file_element_reader.h"
+
+namespace cmskit {
+
+namespace {
+
+constexpr uint64_t kEndOfContents = 2;
+
+}  // namespace
+
+DWORD CountingSink::Take(CTOOFile&, uint64_t length) {
+  produced += length;
+  return 0;
+}
+
+DWORD MemorySink::Take(CTOOFile& source, uint64_t length) {
+  if (length > room_ - produced) return kSegmentOverflow;
+  if (source.Read(buffer_ + produced, static_cast<uint32_t>(length)) != length) return kIncompleteCopy;
+  produced += length;
+  return 0;
+}
+
+DWORD FileSink::Take(CTOOFile& source, uint64_t length) {
+  const uint64_t copied = CopyBlocks(source, target_, length);
+  produced += copied;
+  return copied == length ? 0 : kIncompleteCopy;
+}
+
+DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
+  if (length <= kEndOfContents) return 0;
+  FileElementReader reader(source);
+  const uint64_t limit = begin + length - kEndOfContents;
+  const uint64_t end = begin + length;
+  for (uint64_t position = begin; position < limit;) {
+    CASNTBaseRecord record;
+    position += reader.ReadHeader(position, record);
+    if (record.IsConstructed() || IsEndOfContents(record)) continue;
+    if (record.GetLength() == kASNTIndefinite || position > end || record.GetLength() > end - position)
+      throw XTOOStatus(kStatusCorrupt, "SignData", false);
+    reader.SeekTo(position);
+    const DWORD code = sink.Take(source, record.GetLength());
+    if (code != 0) return code;
+    position += record.GetLength();
+  }
+  return 0;
+}
+
+}  // namespace cmskit

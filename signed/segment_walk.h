@@ -1,0 +1,59 @@
+// The content of a constructed (segmented) OCTET STRING lying in a file,
+// taken segment by segment without holding more than one block of it.
+#ifndef CMSKIT_SIGNED_SEGMENT_WALK_H
+#define CMSKIT_SIGNED_SEGMENT_WALK_H
+
+#include <cstdint>
+
+#include "cmskit/file.h"
+#include "platform/win32.h"
+
+namespace cmskit {
+
+constexpr DWORD kSegmentOverflow = 0x8007000E;  // E_OUTOFMEMORY: segments overrun the buffer
+constexpr DWORD kIncompleteCopy = 0x80092003;   // CRYPT_E_FILE_ERROR
+
+// Where a walk puts each segment's octets; the source stands at the first of
+// them. Returns 0 or a platform code that ends the walk.
+class SegmentSink {
+ public:
+  virtual ~SegmentSink() = default;
+  virtual DWORD Take(CTOOFile& source, uint64_t length) = 0;
+  uint64_t produced = 0;
+};
+
+// Only measures: the walk itself steps over the octets.
+class CountingSink : public SegmentSink {
+ public:
+  DWORD Take(CTOOFile& source, uint64_t length) override;
+};
+
+class MemorySink : public SegmentSink {
+ public:
+  MemorySink(BYTE* buffer, uint64_t room) : buffer_(buffer), room_(room) {}
+  DWORD Take(CTOOFile& source, uint64_t length) override;
+
+ private:
+  BYTE* buffer_;
+  uint64_t room_;
+};
+
+// Copies each segment into `target` in blocks.
+class FileSink : public SegmentSink {
+ public:
+  explicit FileSink(CTOOFile& target) : target_(target) {}
+  DWORD Take(CTOOFile& source, uint64_t length) override;
+
+ private:
+  CTOOFile& target_;
+};
+
+// Walks the segments lying at [begin, begin + length) of `source`, the two
+// end-of-contents octets that close them included: each primitive segment
+// goes to the sink, constructed ones are entered. A malformed range throws
+// XTOOStatus; a sink's code ends the walk and is returned.
+DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink);
+
+}  // namespace cmskit
+
+#endif

@@ -1,0 +1,343 @@
+// Reading and writing a SignData straight through a file: the content is
+// located on reading and copied block by block on writing, never loaded.
+#include "cmskit/paths.h"
+#include "cmskit/sign_data.h"
+#include "platform/win32.h"
+#include "signed/block_copy.h"
+#include "signed/file_element_reader.h"
+#include "signed/segment_walk.h"
+#include "signed/signed_codec.h"
+#include "tools/boundary.h"
+
+namespace cmskit {
+
+namespace {
+
+constexpr DWORD kNoOffset = 0xFFFFFFFF;
+constexpr DWORD kOutOfRange = 0x8007000E;  // E_OUTOFMEMORY, the writer's range failure
+constexpr int kStatusNotFound = 194;
+
+[[noreturn]] void Throw(int status) { throw XTOOStatus(static_cast<uint32_t>(status), "SignData", false); }
+
+void AppendSplit(const IdentObj& contents, std::list<IdentObj>& out) {
+  std::list<IdentObj> elements;
+  const int status = ASNTSplitElements(elements, contents.data(), contents.size());
+  if (status != 0) Throw(status);
+  out.splice(out.end(), elements);
+}
+
+// Emits one piece of the message; a file that reports a failed write stops
+// the message there.
+uint64_t Emit(CTOOFile& file, const void* bytes, uint64_t size) {
+  const uint32_t written = file.Write(bytes, static_cast<uint32_t>(size));
+  if (file.IsError()) Throw(file.GetStatus());
+  return written;
+}
+
+uint64_t Emit(CTOOFile& file, const IdentObj& element) { return Emit(file, element.data(), element.size()); }
+
+// The ContentInfo type the object expects, or the alias taken in its place.
+bool IsSignedDataType(const SignData& message, CASNTBaseRecord& record) {
+  int status = 0;
+  const IdentObj& type = record.GetValue(&status);
+  IdentObj alias;
+  alias = kOidSignedAlias;
+  return status == 0 && (type == message.contentType || type == alias);
+}
+
+// Where the reader stands: the file position of the next element and the
+// octets taken since the start of the message. The two part ways once the
+// reader steps past the content (see ReadContent); `base` is the message's
+// offset as the caller gave it, 0 for "where the file stands".
+struct Cursor {
+  uint64_t at;
+  uint64_t consumed;
+  uint64_t base;
+  void Advance(uint64_t octets) {
+    at += octets;
+    consumed += octets;
+  }
+};
+
+// The element at the cursor must carry `tagNumber` (and, when asked, be
+// constructed); otherwise `status`. Returns whether its length is indefinite.
+bool ExpectHeader(FileElementReader& reader, Cursor& cursor, CASNTBaseRecord& record, uint32_t tagNumber,
+                  int status, bool constructed = false) {
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  if (record.GetTagNumber() != tagNumber || (constructed && !record.IsConstructed())) Throw(status);
+  return record.GetLength() == kASNTIndefinite;
+}
+
+// ContentInfo, its contentType and [0], the SignedData header and version.
+// Returns how many of the three outer headers have indefinite lengths.
+uint32_t ReadOuterFields(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  uint32_t indefinite = ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag) ? 1 : 0;
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (!IsSignedDataType(message, record)) Throw(kStatusBadTag);
+  if (cursor.base + cursor.consumed >= reader.Length()) Throw(kStatusNotFound);
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  // Only the class's high bit is asked of the explicit [0].
+  if (record.GetTagNumber() != 0 || !(record.GetTagClass() & kASNTContext)) Throw(kStatusBadTag);
+  indefinite += record.GetLength() == kASNTIndefinite ? 1 : 0;
+  indefinite += ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag, true) ? 1 : 0;
+
+  cursor.Advance(reader.ReadElement(cursor.at, record));
+  if (record.GetTagNumber() != kASNTInteger) Throw(kStatusBadTag);
+  const IdentObj& versionValue = record.GetValue(nullptr);
+  if (versionValue.size() > 4) Throw(kStatusCorrupt);
+  message.version = SmallIntegerValue(versionValue);
+  return indefinite;
+}
+
+void ReadAlgorithms(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  ExpectHeader(reader, cursor, record, kASNTSet, kStatusCorrupt);
+  const uint64_t length = reader.ContentsLength(record, cursor.at);
+  std::list<IdentObj> elements;
+  AppendSplit(reader.ReadBytes(cursor.at, length), elements);
+  cursor.Advance(length);
+  for (const IdentObj& element : elements) {
+    ASNAlgorithmIdentifier algorithm;
+    algorithm.ReadData(element.data(), element.size(), nullptr);
+    message.digestAlgorithms.push_back(algorithm);
+  }
+}
+
+// The content's OCTET STRING header is at the cursor: its range is recorded,
+// its octets are not read.
+void RecordContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  ToSignStruct& content = message.dataInfo;
+  content.begin = static_cast<DWORD>(cursor.base + cursor.consumed);
+  if (record.GetLength() == 0) return;
+  content.end = static_cast<DWORD>(content.begin + reader.ContentsLength(record, cursor.at));
+  content.flags = ToSignStruct::kInFile | (record.IsConstructed() ? ToSignStruct::kChunkedFile : 0);
+  content.fileMark = ToSignStruct::kFileMark;
+  content.data = const_cast<char*>(message.workPath.c_str());
+}
+
+// encapContentInfo. The step past it is an absolute seek to its end counted
+// from the start of the message, without the message's offset in the file:
+// required, and kept, although the content range does include the offset.
+void ReadContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag);
+  const uint64_t encapLength = reader.ContentsLength(record, cursor.at);
+  const uint64_t encapEnd = cursor.consumed + encapLength;
+  CASNTBaseRecord typeRecord;
+  const uint32_t typeLength = reader.ReadElement(cursor.at, typeRecord);
+  cursor.Advance(typeLength);
+  if (encapLength > typeLength) {
+    cursor.Advance(reader.ReadHeader(cursor.at, record));
+    if (record.GetLength() != 0) {
+      if (record.GetTagClass() != kASNTContext) Throw(kStatusBadTag);
+      RecordContent(message, reader, cursor);
+    }
+  }
+  cursor.at = encapEnd;
+  cursor.consumed = encapEnd;
+  message.encapContentInfo.id = typeRecord.GetValue(nullptr);
+}
+
+// Certificate and CRL sets in any order and number, then the signer infos.
+void ReadSets(SignData& message, FileElementReader& reader, Cursor& cursor) {
+  CASNTBaseRecord record;
+  for (;;) {
+    const uint32_t header = reader.ReadHeader(cursor.at, record);
+    const bool context = record.GetTagClass() == kASNTContext;
+    const bool signers = record.GetTagClass() == kASNTUniversal && record.GetTagNumber() == kASNTSet;
+    if (!context && !signers) return;
+    const uint64_t length = reader.ContentsLength(record, cursor.at + header);
+    const IdentObj contents = reader.ReadBytes(cursor.at + header, length);
+    cursor.Advance(header + length);
+    if (signers) {
+      message.signerInfos.clear();
+      AppendSplit(contents, message.signerInfos);
+      return;
+    }
+    if (record.GetTagNumber() == 0)
+      AppendSplit(contents, message.certificates);
+    else if (record.GetTagNumber() == 1)
+      AppendSplit(contents, message.crls);
+  }
+}
+
+// A streamed message closes its outer headers after the signer infos.
+void ReadClosings(FileElementReader& reader, Cursor& cursor, uint32_t count) {
+  CASNTBaseRecord record;
+  for (; count > 0 && cursor.at + 2 <= reader.Length(); --count) {
+    reader.ReadHeader(cursor.at, record);
+    if (!IsEndOfContents(record)) return;
+    cursor.Advance(2);
+  }
+}
+
+Cursor StartAt(CTOOFile& file, const FileElementReader& reader, DWORD offset) {
+  if (offset != kNoOffset) {
+    if (offset > reader.Length()) Throw(kStatusTruncated);
+    return Cursor{offset, 0, offset};
+  }
+  const int32_t here = file.Tell();
+  if (here < 0) Throw(file.GetStatus());
+  return Cursor{static_cast<uint64_t>(here), 0, 0};
+}
+
+DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
+  message.workPath = file.GetFileName();
+  FileElementReader reader(file);
+  Cursor cursor = StartAt(file, reader, offset);
+  message.digestAlgorithms.clear();
+  message.certificates.clear();
+  message.crls.clear();
+  message.signerInfos.clear();
+  message.encapContentInfo.data.Clear();
+  message.dataInfo = ToSignStruct();
+
+  const uint32_t indefinite = ReadOuterFields(message, reader, cursor);
+  ReadAlgorithms(message, reader, cursor);
+  ReadContent(message, reader, cursor);
+  ReadSets(message, reader, cursor);
+  ReadClosings(reader, cursor, indefinite);
+  return static_cast<DWORD>(cursor.consumed);
+}
+
+// Opens the content file the object names; failures throw.
+CTOOFile OpenContent(const ToSignStruct& content) {
+  CTOOFile source(static_cast<const char*>(content.data), "rb");
+  if (!source.IsOpen()) Throw(source.GetStatus() ? source.GetStatus() : kStatusOpenFailed);
+  return source;
+}
+
+// Content read in segments goes out as its octets alone, like any other.
+uint64_t StreamSegments(const ToSignStruct& content, CTOOFile& file, uint64_t contentSize) {
+  CTOOFile source = OpenContent(content);
+  FileSink sink(file);
+  const DWORD code = WalkSegments(source, content.begin, content.end - content.begin, sink);
+  if (file.IsError()) Throw(file.GetStatus());
+  if (code != 0 || sink.produced != contentSize) Throw(kStatusReadError);
+  return sink.produced;
+}
+
+uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  const ToSignStruct& content = message.dataInfo;
+  if (!(content.flags & ToSignStruct::kInFile)) return Emit(file, message.encapContentInfo.data);
+  if (content.flags & ToSignStruct::kChunkedFile) return StreamSegments(content, file, contentSize);
+  CTOOFile source = OpenContent(content);
+  if (content.begin != 0 && content.begin != kNoOffset)
+    source.Seek(static_cast<long>(content.begin), SEEK_SET);
+  const uint64_t copied = CopyBlocks(source, file, contentSize);
+  if (file.IsError()) Throw(file.GetStatus());
+  if (copied != contentSize) Throw(source.IsError() ? source.GetStatus() : kStatusReadError);
+  return copied;
+}
+
+// Size of the content the writer will stream, checked before anything is
+// written; 0 or the platform code to report.
+DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
+  if (!(content.flags & ToSignStruct::kInFile)) return 0;
+  const char* name = static_cast<const char*>(content.data);
+  XTOOFile lengthError;
+  const uint64_t fileLength = name ? GetFileLengthByName(name, lengthError) : 0xFFFFFFFF;
+  if (!name || lengthError.IsError()) return ERROR_FILE_NOT_FOUND;
+  if (content.end == ToSignStruct::kToEndOfFile) {
+    size = fileLength;
+    content.end = static_cast<DWORD>(fileLength);
+    return 0;
+  }
+  if (content.end < content.begin || content.begin > fileLength ||
+      fileLength - content.begin < static_cast<uint64_t>(content.end - content.begin))
+    return kOutOfRange;
+  size = content.end - content.begin;
+  if (!(content.flags & ToSignStruct::kChunkedFile)) return 0;
+  CountingSink counter;
+  const int status = CatchStatus([&] {
+    CTOOFile source = OpenContent(content);
+    WalkSegments(source, content.begin, size, counter);
+  });
+  size = counter.produced;
+  return StatusToWin32(status);
+}
+
+// Every length is known before the first octet goes out: the headers are
+// built for the summed sizes and the content follows as one primitive OCTET
+// STRING, whatever form it had when read.
+DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
+  const IdentObj typeElement = EncodeOid(message.contentType);
+  const IdentObj versionElement = EncodeVersion(message.version);
+  const IdentObj algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
+  const IdentObj contentTypeElement = EncodeOid(message.encapContentInfo.id);
+  IdentObj octetHeader;
+  IdentObj wrapperHeader;
+  uint64_t contentElement = 0;
+  if (contentSize > 0) {
+    octetHeader = EncodeHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
+    wrapperHeader = EncodeHeader(kASNTContext, kASNTConstructed, 0, octetHeader.size() + contentSize);
+    contentElement = wrapperHeader.size() + octetHeader.size() + contentSize;
+  }
+  const IdentObj encapHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                                            contentTypeElement.size() + contentElement);
+  const IdentObj certificateSet =
+      message.certificates.empty() ? IdentObj() : EncodeImplicitSet(0, message.certificates);
+  const IdentObj crlSet = message.crls.empty() ? IdentObj() : EncodeImplicitSet(1, message.crls);
+  const IdentObj signers = EncodeSequence(message.signerInfos, kASNTSet);
+  const uint64_t bodyLength = versionElement.size() + algorithms.size() + encapHeader.size() +
+                              contentTypeElement.size() + contentElement + certificateSet.size() +
+                              crlSet.size() + signers.size();
+  const IdentObj bodyHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, bodyLength);
+  const IdentObj explicitHeader =
+      EncodeHeader(kASNTContext, kASNTConstructed, 0, bodyHeader.size() + bodyLength);
+  const IdentObj outerHeader =
+      EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
+                   typeElement.size() + explicitHeader.size() + bodyHeader.size() + bodyLength);
+
+  uint64_t written = 0;
+  for (const IdentObj* piece : {&outerHeader, &typeElement, &explicitHeader, &bodyHeader, &versionElement,
+                                &algorithms, &encapHeader, &contentTypeElement})
+    written += Emit(file, *piece);
+  if (contentSize > 0) {
+    written += Emit(file, wrapperHeader);
+    written += Emit(file, octetHeader);
+    written += StreamContent(message, file, contentSize);
+  }
+  for (const IdentObj* piece : {&certificateSet, &crlSet, &signers}) written += Emit(file, *piece);
+  return static_cast<DWORD>(written);
+}
+
+}  // namespace
+
+DWORD SignData::ReadObject(const CTOOFile& file, DWORD offset, int* pError) {
+  // A copy shares the caller's open stream and keeps its own error record.
+  CTOOFile stream(file);
+  DWORD consumed = 0;
+  const int status = CatchStatus([&] { consumed = ReadMessage(*this, stream, offset); });
+  return DeliverStatus(pError, status) ? consumed : 0;
+}
+
+DWORD SignData::WriteObject(CTOOFile& file, DWORD offset) {
+  if (file.IsError()) {
+    SetLastError(StatusToWin32(file.GetStatus()));
+    return 0;
+  }
+  if (offset != kNoOffset) {
+    if (offset > file.GetLength()) {
+      SetLastError(kOutOfRange);
+      return 0;
+    }
+    file.Seek(static_cast<long>(offset), SEEK_SET);
+  }
+  uint64_t contentSize = encapContentInfo.data.size();
+  const DWORD code = MeasureContent(dataInfo, contentSize);
+  if (code != 0) {
+    SetLastError(code);
+    return 0;
+  }
+  DWORD written = 0;
+  const int status = CatchStatus([&] { written = StreamMessage(*this, file, contentSize); });
+  if (status == 0) return written;
+  SetLastError(StatusToWin32(status));
+  return 0;
+}
+
+}  // namespace cmskit

@@ -1,0 +1,157 @@
+#include "signed/signed_codec.h"
+
+#include <cstring>
+#include <vector>
+
+#include "cmskit/status.h"
+#include "tools/boundary.h"
+
+namespace cmskit {
+
+const char kOidData[] = "1.2.840.113549.1.7.1";
+const char kOidSignedData[] = "1.2.840.113549.1.7.2";
+const char kOidSignedAlias[] = "1.2.840.113549.1.7.26";
+
+namespace {
+
+constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
+
+// The element's header octets: the codec writes them for a context-specific
+// tag with no value, and the identifier octet of a low tag number carries
+// class, constructed bit and number alone, so only that octet differs.
+IdentObj ContextHeader(uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
+  const ASNTElementInfo info{kASNTContext, constructed, tagNumber, 0, nullptr};
+  IdentObj header = ASNTEncodeElement(info, nullptr, static_cast<DWORD>(contentLength));
+  if (header.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  return header;
+}
+
+int AppendOctets(const BYTE* data, DWORD size, uint32_t depth, std::vector<BYTE>& out, DWORD& used) {
+  ASNTElementInfo info{};
+  int status = ASNTReadHeader(info, data, size);
+  if (status != 0) return status;
+  DWORD total = 0;
+  status = ElementExtent(info, data, size, total);
+  if (status != 0) return status;
+  used = total;
+  if (!info.constructed) {
+    out.insert(out.end(), info.contents, info.contents + info.length);
+    return 0;
+  }
+  if (depth >= kASNTMaxDepth) return kStatusCorrupt;
+  const DWORD headerLength = static_cast<DWORD>(info.contents - data);
+  const DWORD end = info.length == kASNTIndefinite ? total - 2 : total;
+  for (DWORD position = headerLength; position < end;) {
+    DWORD segment = 0;
+    status = AppendOctets(data + position, end - position, depth + 1, out, segment);
+    if (status != 0) return status;
+    position += segment;
+  }
+  return 0;
+}
+
+}  // namespace
+
+IdentObj EncodeValue(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, const void* value,
+                     uint64_t valueLength) {
+  if (valueLength > kMaxLength) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
+  IdentObj element = ASNTEncodeElement(info, value, static_cast<DWORD>(valueLength));
+  if (element.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  return element;
+}
+
+IdentObj EncodeOid(const IdentObj& dottedText) {
+  return EncodeValue(kASNTUniversal, kASNTPrimitive, kASNTObjectId, dottedText.data(), dottedText.size());
+}
+
+IdentObj EncodeVersion(DWORD version) {
+  const BYTE value[4] = {static_cast<BYTE>(version), static_cast<BYTE>(version >> 8),
+                         static_cast<BYTE>(version >> 16), static_cast<BYTE>(version >> 24)};
+  return EncodeValue(kASNTUniversal, kASNTPrimitive, kASNTInteger, value, sizeof(value));
+}
+
+IdentObj EncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
+  if (contentLength > kMaxLength || tagNumber > 30) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  const bool headerForm = tagClass == kASNTContext || tagNumber == kASNTSequence || tagNumber == kASNTSet;
+  if (headerForm) {
+    const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
+    IdentObj header = ASNTEncodeElement(info, nullptr, static_cast<DWORD>(contentLength));
+    if (header.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+    return header;
+  }
+  IdentObj header = ContextHeader(constructed, tagNumber, contentLength);
+  header.data()[0] = static_cast<BYTE>(tagClass | constructed | tagNumber);
+  return header;
+}
+
+IdentObj Concatenate(const std::list<IdentObj>& items) {
+  uint64_t total = 0;
+  for (const IdentObj& item : items) total += item.size();
+  if (total > kMaxLength) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  IdentObj joined(nullptr, static_cast<uint32_t>(total));
+  BYTE* cursor = joined.data();
+  for (const IdentObj& item : items) {
+    if (item.IsEmpty()) continue;
+    std::memcpy(cursor, item.data(), item.size());
+    cursor += item.size();
+  }
+  return joined;
+}
+
+IdentObj EncodeImplicitSet(uint32_t tagNumber, const std::list<IdentObj>& items) {
+  const IdentObj joined = Concatenate(items);
+  return EncodeValue(kASNTContext, kASNTConstructed, tagNumber, joined.data(), joined.size());
+}
+
+IdentObj EncodeAlgorithmSet(const std::list<ASNAlgorithmIdentifier>& algorithms) {
+  std::list<IdentObj> encoded;
+  for (const ASNAlgorithmIdentifier& algorithm : algorithms) encoded.push_back(algorithm.WriteData(nullptr));
+  return EncodeSequence(encoded, kASNTSet);
+}
+
+IdentObj EncodeSequence(const std::list<IdentObj>& items, uint32_t tagNumber) {
+  return ASNTPutSequence(items, tagNumber, nullptr);
+}
+
+DWORD SmallIntegerValue(const IdentObj& value) {
+  DWORD result = 0;
+  for (uint32_t i = 0; i < value.size() && i < 4; ++i)
+    result |= static_cast<DWORD>(value.data()[i]) << (8 * i);
+  return result;
+}
+
+int OctetStringValue(const BYTE* data, DWORD size, IdentObj& out) {
+  std::vector<BYTE> joined;
+  DWORD used = 0;
+  const int status = AppendOctets(data, size, 0, joined, used);
+  if (status != 0) return status;
+  out.SetData(joined.data(), static_cast<uint32_t>(joined.size()));
+  return 0;
+}
+
+int ElementExtent(const ASNTElementInfo& info, const BYTE* data, DWORD size, DWORD& total) {
+  const uint64_t headerLength = static_cast<uint64_t>(info.contents - data);
+  if (headerLength > size) return kStatusCorrupt;
+  const uint64_t room = size - headerLength;
+  if (info.length != kASNTIndefinite) {
+    // A primitive element with the indefinite marker was measured up to its
+    // two closing zero octets, which it still occupies.
+    const bool closedByZeros = !info.constructed && headerLength > 0 && data[headerLength - 1] == 0x80;
+    const uint64_t extent = static_cast<uint64_t>(info.length) + (closedByZeros ? 2 : 0);
+    if (extent > room) return kStatusCorrupt;
+    total = static_cast<DWORD>(headerLength + extent);
+    return 0;
+  }
+  int status = 0;
+  const uint64_t extent = ASNTGetIndefiniteLength(info.contents, static_cast<DWORD>(room), true, &status);
+  if (status != 0) return status;
+  // The resolver stops at the range's end without complaint: the closing
+  // end-of-contents octets must really be there.
+  if (extent < 2 || extent > room || info.contents[extent - 2] != 0 || info.contents[extent - 1] != 0)
+    return kStatusCorrupt;
+  total = static_cast<DWORD>(headerLength + extent);
+  return 0;
+}
+
+}  // namespace cmskit
