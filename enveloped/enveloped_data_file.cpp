@@ -1,0 +1,67 @@
+// EnvelopedData through files: the reader leaves the encrypted content in
+// its file; the writer computes every length in advance and streams the
+// content from its source file.
+#include "cmskit/asn_codec.h"
+#include "cmskit/enveloped_data.h"
+#include "cmskit/status.h"
+#include "enveloped/element_source.h"
+#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_data_parts.h"
+#include "enveloped/enveloped_data_reader.h"
+#include "platform/win32.h"
+#include "tools/boundary.h"
+
+namespace cmskit {
+
+namespace {
+
+constexpr char kReadOrigin[] = "EnvelopedData::ReadObject";
+constexpr char kWriteOrigin[] = "EnvelopedData::WriteObject";
+
+// A message cannot be written over the file its content is copied from.
+void RefuseOwnContentFile(const EnvelopedData& source, const CTOOFile& file) {
+  const EncryptedContentInfo& content = source.encryptedContentInfo;
+  if (!(content.flags & EncryptedContentInfo::kContentInFile)) return;
+  if (_stricmp(content.fileName.c_str(), file.GetFileName()) == 0) RaiseStatus(kStatusSameFile, kWriteOrigin);
+}
+
+DWORD StreamMessage(const EnvelopedData& source, CTOOFile& file) {
+  RefuseOwnContentFile(source, file);
+  const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
+  const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize();
+  if (contentSize == 0) RaiseStatus(kStatusCorrupt, kWriteOrigin);
+
+  const uint64_t innerLength = uint64_t{parts.version.size()} + parts.originator.size() +
+                               parts.recipients.size() + contentSize + parts.attributes.size();
+  const IdentObj innerHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, innerLength);
+  const uint64_t wrapperLength = innerHeader.size() + innerLength;
+  const IdentObj wrapperHeader = EncodeHeader(kASNTContext, kASNTConstructed, 0, wrapperLength);
+  const uint64_t outerLength = parts.contentType.size() + wrapperHeader.size() + wrapperLength;
+  const IdentObj outerHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, outerLength);
+  const uint64_t total = outerHeader.size() + outerLength;
+  if (total > 0xFFFFFFFFull) RaiseStatus(kStatusCorrupt, kWriteOrigin);
+
+  for (const IdentObj* piece : {&outerHeader, &parts.contentType, &wrapperHeader, &innerHeader,
+                                &parts.version, &parts.originator, &parts.recipients})
+    WriteBytes(file, *piece, kWriteOrigin);
+  const DWORD written = source.encryptedContentInfo.WriteObject(file);
+  if (written == 0) RaiseLastError(kWriteOrigin);
+  if (written != contentSize) RaiseStatus(kStatusWriteError, kWriteOrigin);
+  WriteBytes(file, parts.attributes, kWriteOrigin);
+  return static_cast<DWORD>(total);
+}
+
+}  // namespace
+
+DWORD EnvelopedData::ReadObject(const CTOOFile& file, int* pError) {
+  FileElementSource source(file, kReadOrigin);
+  return ReadEnvelopedDataAt(*this, source, pError);
+}
+
+DWORD EnvelopedData::WriteObject(CTOOFile& file, int* pError) const {
+  DWORD written = 0;
+  RunOrRethrow(pError, [&] { written = StreamMessage(*this, file); });
+  return written;
+}
+
+}  // namespace cmskit

@@ -1,0 +1,21 @@
+// The one EnvelopedData reading algorithm, run over a memory buffer or a
+// file alike.
+#ifndef CMSKIT_ENVELOPED_ENVELOPED_DATA_READER_H
+#define CMSKIT_ENVELOPED_ENVELOPED_DATA_READER_H
+
+#include "cmskit/enveloped_data.h"
+#include "enveloped/element_source.h"
+
+namespace cmskit {
+
+// Statuses leave as XTOOStatus; returns nothing, the source's position tells
+// how far the reading went.
+void ReadEnvelopedData(EnvelopedData& target, ElementSource& source);
+
+// The boundary of both readers: bytes consumed so far, the error convention
+// of the enveloped family.
+DWORD ReadEnvelopedDataAt(EnvelopedData& target, ElementSource& source, int* pError);
+
+}  // namespace cmskit
+
+#endif
