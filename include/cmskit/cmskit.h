@@ -11,6 +11,7 @@
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
+#include "message_files.h"
 #include "message_signer_info.h"
 #include "originator_info.h"
 #include "paths.h"

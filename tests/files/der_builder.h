@@ -1,0 +1,51 @@
+// Hand-built DER and BER pieces of ContentInfo messages for the type tests.
+#ifndef CMSKIT_TESTS_FILES_DER_BUILDER_H
+#define CMSKIT_TESTS_FILES_DER_BUILDER_H
+
+#include <cstdint>
+#include <string>
+
+namespace cmskit {
+namespace der {
+
+inline std::string Length(size_t length) {
+  if (length < 0x80) return std::string(1, static_cast<char>(length));
+  std::string octets;
+  for (; length != 0; length >>= 8) octets.insert(octets.begin(), static_cast<char>(length & 0xFF));
+  return static_cast<char>(0x80 | octets.size()) + octets;
+}
+
+inline std::string Tlv(uint8_t tag, const std::string& contents) {
+  return static_cast<char>(tag) + Length(contents.size()) + contents;
+}
+
+// Indefinite length, closed by end-of-contents octets.
+inline std::string Ber(uint8_t tag, const std::string& contents) {
+  return static_cast<char>(tag) + std::string("\x80", 1) + contents + std::string(2, '\0');
+}
+
+const std::string kDataOid("\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x01", 11);
+const std::string kSignedDataOid("\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x02", 11);
+const std::string kEnvelopedDataOid("\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x03", 11);
+const std::string kVersion1("\x02\x01\x01", 3);
+const std::string kSha1Set = Tlv(0x31, Tlv(0x30, std::string("\x06\x05\x2B\x0E\x03\x02\x1A\x05\x00", 9)));
+
+inline std::string ContentInfo(const std::string& oid, const std::string& content) {
+  return Tlv(0x30, oid + Tlv(0xA0, content));
+}
+
+inline std::string SignedData(const std::string& encap, const std::string& version = kVersion1,
+                              const std::string& digests = kSha1Set) {
+  return ContentInfo(kSignedDataOid, Tlv(0x30, version + digests + encap + Tlv(0x31, "")));
+}
+
+inline std::string Attached(const std::string& content) {
+  return Tlv(0x30, kDataOid + Tlv(0xA0, Tlv(0x04, content)));
+}
+
+inline std::string Detached() { return Tlv(0x30, kDataOid); }
+
+}  // namespace der
+}  // namespace cmskit
+
+#endif

@@ -1,0 +1,36 @@
+// Small files in a temporary folder for the message-file tests.
+#ifndef CMSKIT_TESTS_FILES_TEMP_FILES_H
+#define CMSKIT_TESTS_FILES_TEMP_FILES_H
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "cmskit/paths.h"
+
+namespace cmskit {
+
+class TempFiles {
+ public:
+  TempFiles() : folder_(true) {}
+
+  std::string Path(const std::string& name) const { return std::string(folder_.c_str()) + "/" + name; }
+
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    const std::string path = Path(name);
+    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return path;
+  }
+
+  static std::string Read(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+
+ private:
+  TOO::TEMPFOLDER folder_;
+};
+
+}  // namespace cmskit
+
+#endif
