@@ -296,4 +296,6 @@ int _close(int fd) { return close(fd); }
 
 int _fileno(FILE* stream) { return fileno(stream); }
 
+int _isatty(int fd) { return isatty(fd); }
+
 }  // extern "C"

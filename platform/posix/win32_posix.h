@@ -191,6 +191,7 @@ PLATFORM_API int _unlink(const char* path);
 PLATFORM_API int _open(const char* path, int flags, ...);
 PLATFORM_API int _close(int fd);
 PLATFORM_API int _fileno(FILE* stream);
+PLATFORM_API int _isatty(int fd);
 
 // fopen that leaves its failure in the thread's last error, as on Windows,
 // where the runtime's open goes through the kernel's.

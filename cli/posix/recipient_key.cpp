@@ -1,0 +1,51 @@
+// POSIX: the provider's container is the private key file itself, tied to the
+// certificate through its key-provider property.
+#include "../recipient_key.h"
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "../cli_error.h"
+
+namespace cmskit_cli {
+
+namespace {
+
+std::vector<BYTE> ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw OperationError(2, "cannot read " + path);
+  return std::vector<BYTE>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& keyPath) {
+  const std::vector<BYTE> der = ReadAll(certificateDer);
+  certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
+                                              static_cast<DWORD>(der.size()));
+  if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate");
+  const DWORD types[] = {PROV_RSA_AES, PROV_GOST_2012_256, PROV_GOST_2012_512, PROV_GOST_2001_DH};
+  DWORD type = 0;
+  for (DWORD candidate : types) {
+    if (CryptAcquireContextA(&provider_, keyPath.c_str(), nullptr, candidate, 0)) {
+      type = candidate;
+      break;
+    }
+  }
+  if (!provider_) throw OperationError(GetLastError(), "cannot use the private key " + keyPath);
+  std::wstring container(keyPath.begin(), keyPath.end());
+  CRYPT_KEY_PROV_INFO info = {};
+  info.pwszContainerName = &container[0];
+  info.dwProvType = type;
+  info.dwKeySpec = AT_KEYEXCHANGE;
+  if (!CertSetCertificateContextProperty(certificate_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info))
+    throw OperationError(GetLastError(), "cannot tie the key to the certificate");
+}
+
+RecipientKey::~RecipientKey() {
+  if (provider_) CryptReleaseContext(provider_, 0);
+  if (certificate_) CertFreeCertificateContext(certificate_);
+}
+
+}  // namespace cmskit_cli

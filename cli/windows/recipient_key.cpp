@@ -1,0 +1,39 @@
+// Windows: the certificate's private key is found through the current user's
+// certificate store; the key file argument is not needed there.
+#include "../recipient_key.h"
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "../cli_error.h"
+
+namespace cmskit_cli {
+
+RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& /*keyPath*/) {
+  std::ifstream in(certificateDer, std::ios::binary);
+  if (!in) throw OperationError(2, "cannot read " + certificateDer);
+  const std::vector<BYTE> der((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  PCCERT_CONTEXT given = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
+                                                      static_cast<DWORD>(der.size()));
+  if (!given) throw OperationError(GetLastError(), "cannot read the certificate");
+  HCERTSTORE store = CertOpenSystemStoreA(0, "MY");
+  store_ = store;
+  if (store)
+    certificate_ = CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0,
+                                              CERT_FIND_EXISTING, given, nullptr);
+  CertFreeCertificateContext(given);
+  if (!certificate_) throw OperationError(GetLastError(), "the certificate is not in the personal store");
+  DWORD keySpec = 0;
+  BOOL mustFree = FALSE;
+  if (!CryptAcquireCertificatePrivateKey(certificate_, 0, nullptr, &provider_, &keySpec, &mustFree))
+    throw OperationError(GetLastError(), "the certificate's private key is not available");
+}
+
+RecipientKey::~RecipientKey() {
+  if (provider_) CryptReleaseContext(provider_, 0);
+  if (certificate_) CertFreeCertificateContext(certificate_);
+  if (store_) CertCloseStore(static_cast<HCERTSTORE>(store_), 0);
+}
+
+}  // namespace cmskit_cli
