@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "cmskit/asn_codec.h"
+#include "cmskit/identobj.h"
 #include "platform/win32.h"
 
 namespace cmskit {
@@ -29,6 +30,11 @@ inline uint32_t ASNTHeaderLength(const ASNTElementInfo& info, const BYTE* data) 
 
 // True when the element at `data` (header already parsed into `info`) is a
 // primitive one with an indefinite length: its contents end at a zero pair.
+// Identifier and definite length octets of any element, for writers that
+// stream the contents afterwards. Empty when the element could not be held
+// (contents of 4 GiB or more).
+IdentObj ASNTEncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength);
+
 bool ASNTIsIndefinitePrimitive(const ASNTElementInfo& info, const BYTE* data);
 
 // The whole size of the element whose header `info` describes, 64-bit so a

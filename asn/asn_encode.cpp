@@ -87,6 +87,13 @@ bool IsStringType(uint32_t tagNumber) {
 
 }  // namespace
 
+IdentObj ASNTEncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
+  if (contentLength >= kASNTMaxElement) return IdentObj();
+  const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
+  uint32_t header = 0;
+  return NewElement(info, static_cast<uint32_t>(contentLength), true, &header);
+}
+
 IdentObj ASNTEncodeElement(const ASNTElementInfo& info, const void* value, DWORD valueLength) {
   if (info.tagClass == kASNTContext) return CopyElement(info, value, valueLength);
   const BYTE* bytes = static_cast<const BYTE*>(value);

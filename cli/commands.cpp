@@ -45,8 +45,8 @@ void WriteSigned(cmskit::SignData& message, const std::string& output) {
 // A CBC plaintext streamed to a file keeps its padding block when the
 // ciphertext fills whole 4096-byte blocks (no final decryption happens
 // then); take a valid PKCS #7 padding off the end.
-void RemoveLeftoverPadding(const cmskit::EnvelopedData& message, const std::string& output) {
-  const cmskit::EncryptedContentInfo& content = message.encryptedContentInfo;
+void RemoveLeftoverPadding(cmskit::EnvelopedData& message, const std::string& output) {
+  cmskit::EncryptedContentInfo& content = message.encryptedContentInfo;
   const std::string algorithm(reinterpret_cast<const char*>(content.contentEncryptionAlgorithm.id.data()),
                               content.contentEncryptionAlgorithm.id.size());
   if (cmskit::IsGostAlg(algorithm.c_str()) || content.GetOpenTextSize() == 0 ||

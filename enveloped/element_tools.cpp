@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "asn/asn_element.h"
 #include "cmskit/status.h"
 
 namespace cmskit {
@@ -57,9 +58,7 @@ IdentObj WrapExplicit(uint32_t tagNumber, const IdentObj& inner) {
 }
 
 IdentObj EncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentsLength) {
-  if (contentsLength > 0xFFFFFFFFull) RaiseStatus(kStatusCorrupt, "EncodeHeader");
-  const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
-  IdentObj header = ASNTEncodeElement(info, nullptr, static_cast<DWORD>(contentsLength));
+  IdentObj header = ASNTEncodeHeader(tagClass, constructed, tagNumber, contentsLength);
   if (header.IsEmpty()) RaiseStatus(kStatusCorrupt, "EncodeHeader");
   return header;
 }

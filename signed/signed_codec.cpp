@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "asn/asn_element.h"
 #include "cmskit/status.h"
 #include "tools/boundary.h"
 
@@ -15,16 +16,6 @@ const char kOidSignedAlias[] = "1.2.840.113549.1.7.26";
 namespace {
 
 constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
-
-// The element's header octets: the codec writes them for a context-specific
-// tag with no value, and the identifier octet of a low tag number carries
-// class, constructed bit and number alone, so only that octet differs.
-IdentObj ContextHeader(uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
-  const ASNTElementInfo info{kASNTContext, constructed, tagNumber, 0, nullptr};
-  IdentObj header = ASNTEncodeElement(info, nullptr, static_cast<DWORD>(contentLength));
-  if (header.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "SignData", false);
-  return header;
-}
 
 int AppendOctets(const BYTE* data, DWORD size, uint32_t depth, std::vector<BYTE>& out, DWORD& used) {
   ASNTElementInfo info{};
@@ -73,16 +64,8 @@ IdentObj EncodeVersion(DWORD version) {
 
 IdentObj EncodeSignedHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber,
                             uint64_t contentLength) {
-  if (contentLength > kMaxLength || tagNumber > 30) throw XTOOStatus(kStatusBadArgument, "SignData", false);
-  const bool headerForm = tagClass == kASNTContext || tagNumber == kASNTSequence || tagNumber == kASNTSet;
-  if (headerForm) {
-    const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
-    IdentObj header = ASNTEncodeElement(info, nullptr, static_cast<DWORD>(contentLength));
-    if (header.IsEmpty()) throw XTOOStatus(kStatusBadArgument, "SignData", false);
-    return header;
-  }
-  IdentObj header = ContextHeader(constructed, tagNumber, contentLength);
-  header.data()[0] = static_cast<BYTE>(tagClass | constructed | tagNumber);
+  IdentObj header = ASNTEncodeHeader(tagClass, constructed, tagNumber, contentLength);
+  if (header.IsEmpty() || contentLength > kMaxLength) throw XTOOStatus(kStatusBadArgument, "SignData", false);
   return header;
 }
 
