@@ -122,7 +122,7 @@ void CommandDecrypt(const std::string& input, const std::string& certificate, co
   LoadedMessage message(input);
   if (!message.envelopedData) throw OperationError(0x8009310B, input + " is not an enveloped message");
   cmskit::EnvelopedData& data = *message.envelopedData;
-  MessageInput certificateDer(certificate);
+  MessageInput certificateDer(certificate, MessageInput::Kind::Certificate);
   RecipientKey recipient(certificateDer.path(), key);
   HCRYPTKEY contentKey = 0;
   int error = 0;
