@@ -5,4 +5,4 @@ cd "$(dirname "$0")/.."
 scripts/deps.sh
 cmake --preset linux >/dev/null
 cmake --build --preset linux
-build/linux/bin/example_status_codes
+build/linux/bin/cmskit info examples/data/signed.p7s
