@@ -55,8 +55,8 @@ void RoundTripMemory(benchmark::State& state, const std::string& path) {
     }
     benchmark::DoNotOptimize(written.data());
   }
-  state.counters["ops_per_s"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                   benchmark::Counter::kIsRate);
+  state.counters["ops_per_s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   state.counters["bytes"] = static_cast<double>(message.size());
   state.counters["peak_rss_MiB"] = PeakRssMiB();
 }
@@ -97,7 +97,8 @@ struct Registrar {
     const char* source = std::getenv("CMSKIT_COMPARE_SIGNED_FILE");
     const char* target = std::getenv("CMSKIT_COMPARE_OUT_FILE");
     if (source && target) {
-      benchmark::RegisterBenchmark("BM_RoundTripFile", RoundTripFile, std::string(source), std::string(target))
+      benchmark::RegisterBenchmark("BM_RoundTripFile", RoundTripFile, std::string(source),
+                                   std::string(target))
           ->Iterations(1)
           ->UseRealTime()
           ->Unit(benchmark::kMillisecond);
