@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgtest-dev googletest libbenchmark-dev libssl-dev openssl
   libengine-gost-openssl nlohmann-json3-dev g++-mingw-w64-x86-64-posix wine wine64
-  clang-14 libclang-rt-14-dev)
+  clang-14 libclang-rt-14-dev time jq)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
