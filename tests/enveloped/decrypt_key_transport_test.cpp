@@ -147,7 +147,7 @@ TEST_F(GetEncryptionKeyTest, TheFunctionGetsThePlatformsArgumentList) {
   EXPECT_EQ(Hex("05 00"), call.publicKeyParams);
   EXPECT_EQ(Bytes({'w', 'r', 'a', 'p', 'p', 'e', 'd', ' ', 'k', 'e', 'y'}), call.encryptedKey);
 
-  // The key specification comes from the certificate's property.
+  // dwKeySpec comes from the certificate's property.
   ASSERT_EQ(1, Import(message, NewCertificate(AT_SIGNATURE), &error));
   EXPECT_EQ(static_cast<DWORD>(AT_SIGNATURE), LastCall().keySpec);
 }

@@ -13,6 +13,7 @@
 
 #include "asn/asn_test_util.h"
 #include "cmskit/cmskit.h"
+#include "common/der.h"
 
 namespace cmskit::test {
 
@@ -22,21 +23,7 @@ constexpr DWORD kAsn1Corrupt = 0x80093103u;
 constexpr DWORD kAsn1BadTag = 0x8009310Bu;
 constexpr DWORD kFileError = 0x80092003u;
 
-// One definite-length element.
-inline Bytes Tlv(BYTE tag, const Bytes& contents) {
-  Bytes out{tag};
-  const size_t n = contents.size();
-  if (n < 0x80) {
-    out.push_back(static_cast<BYTE>(n));
-  } else {
-    Bytes length;
-    for (size_t rest = n; rest; rest >>= 8) length.insert(length.begin(), static_cast<BYTE>(rest));
-    out.push_back(static_cast<BYTE>(0x80 | length.size()));
-    out.insert(out.end(), length.begin(), length.end());
-  }
-  out.insert(out.end(), contents.begin(), contents.end());
-  return out;
-}
+using cmskit_testing::Tlv;
 
 inline Bytes Cat(std::initializer_list<Bytes> parts) {
   Bytes out;

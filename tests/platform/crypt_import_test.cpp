@@ -148,7 +148,7 @@ TEST(CryptImportTest, ImportErrorsCarryWindowsCodes) {
   } kCases[] = {
       {"algorithm not available", bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
       {"no private key", keyless.handle, AT_KEYEXCHANGE, envelope.contentOid.c_str(), NTE_NO_KEY},
-      {"unknown key spec", bob.handle, 7, envelope.contentOid.c_str(), NTE_NO_KEY},
+      {"unknown dwKeySpec", bob.handle, 7, envelope.contentOid.c_str(), NTE_NO_KEY},
       {"foreign provider", bob.handle + 1000, AT_KEYEXCHANGE, envelope.contentOid.c_str(),
        ERROR_INVALID_PARAMETER},
   };

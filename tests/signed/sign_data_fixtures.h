@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "cmskit/cmskit.h"
+#include "common/der.h"
 
 namespace cmskit {
 
@@ -69,21 +70,7 @@ inline IdentObj Dotted(const char* text) {
   return object;
 }
 
-// A definite-length element with DER length octets.
-inline Bytes Tlv(BYTE tag, const Bytes& contents) {
-  Bytes out{tag};
-  const size_t n = contents.size();
-  if (n < 0x80) {
-    out.push_back(static_cast<BYTE>(n));
-  } else {
-    Bytes length;
-    for (size_t v = n; v; v >>= 8) length.insert(length.begin(), static_cast<BYTE>(v));
-    out.push_back(static_cast<BYTE>(0x80 | length.size()));
-    out.insert(out.end(), length.begin(), length.end());
-  }
-  out.insert(out.end(), contents.begin(), contents.end());
-  return out;
-}
+using cmskit_testing::Tlv;
 
 // The children of a definite-length DER element, each whole. Test-side and
 // deliberately independent of the library's codec.
