@@ -4,6 +4,7 @@
 #define CMSKIT_ASN_ASN_ELEMENT_H
 
 #include <cstdint>
+#include <vector>
 
 #include "cmskit/asn_codec.h"
 #include "cmskit/identobj.h"
@@ -48,6 +49,17 @@ int ASNTElementSize(const ASNTElementInfo& info, const BYTE* data, uint32_t size
 // (never beyond `size`) and *closed when the outermost end-of-contents was
 // reached; returns a header status or 206 for nesting beyond kASNTMaxDepth.
 int ASNTWalkIndefinite(const BYTE* contents, uint32_t size, uint32_t* end, bool* closed);
+
+// Octets inside a buffer the caller keeps alive.
+struct ASNTSpan {
+  const BYTE* data;
+  uint32_t size;
+};
+
+// ASNTGetSequence for readers that only look: the children of the
+// constructed element at `data` as spans into it, nothing copied. Returns the
+// status ASNTGetSequence would report.
+int ASNTSplitSpans(const BYTE* data, uint32_t size, std::vector<ASNTSpan>& out);
 
 inline bool ASNTIsEndOfContents(const BYTE* data, uint64_t position, uint64_t size) {
   return position + 2 <= size && data[position] == 0 && data[position + 1] == 0;

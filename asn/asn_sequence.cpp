@@ -52,9 +52,11 @@ int LocateChild(const BYTE* data, uint32_t limit, uint32_t* total) {
   return 0;
 }
 
-// Walks the children of the constructed element at `data`; `*consumed`
-// follows the position so a failure still tells how far the walk came.
-int ReadSequence(std::list<IdentObj>& out, const BYTE* data, uint32_t size, uint32_t* consumed) {
+// Walks the children of the constructed element at `data`, handing each
+// whole child to `take`; `*consumed` follows the position so a failure still
+// tells how far the walk came.
+template <class Take>
+int ReadSequence(const BYTE* data, uint32_t size, uint32_t* consumed, Take&& take) {
   ASNTElementInfo outer;
   int code = ASNTReadHeader(outer, data, size);
   if (code != 0) return code;
@@ -72,7 +74,7 @@ int ReadSequence(std::list<IdentObj>& out, const BYTE* data, uint32_t size, uint
     uint32_t child = 0;
     code = LocateChild(data + position, end - position, &child);
     if (code != 0) return code;
-    out.emplace_back(data + position, child);
+    take(data + position, child);
     position += child;
     *consumed = position;
   }
@@ -98,9 +100,24 @@ DWORD ASNTGetSequence(std::list<IdentObj>& out, const BYTE* data, DWORD size, in
   if (status) *status = 0;
   uint32_t consumed = 0;
   int result = 0;
-  const int code = CatchStatus([&] { result = ReadSequence(out, data, size, &consumed); });
+  const int code = CatchStatus([&] {
+    result = ReadSequence(data, size, &consumed,
+                          [&](const BYTE* child, uint32_t length) { out.emplace_back(child, length); });
+  });
   ReportStatus(status, code != 0 ? code : result, "ASNTGetSequence");
   return consumed;
+}
+
+int ASNTSplitSpans(const BYTE* data, uint32_t size, std::vector<ASNTSpan>& out) {
+  out.clear();
+  uint32_t consumed = 0;
+  int result = 0;
+  const int code = CatchStatus([&] {
+    result = ReadSequence(data, size, &consumed, [&](const BYTE* child, uint32_t length) {
+      out.push_back(ASNTSpan{child, length});
+    });
+  });
+  return code != 0 ? code : result;
 }
 
 int ASNTSplitElements(std::list<IdentObj>& out, const BYTE* data, DWORD size) {

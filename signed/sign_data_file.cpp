@@ -7,6 +7,7 @@
 #include "signed/file_element_reader.h"
 #include "signed/segment_walk.h"
 #include "signed/signed_codec.h"
+#include "signed/signed_layout.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -33,8 +34,6 @@ uint64_t Emit(CTOOFile& file, const void* bytes, uint64_t size) {
   if (file.IsError()) Throw(file.GetStatus());
   return written;
 }
-
-uint64_t Emit(CTOOFile& file, const IdentObj& element) { return Emit(file, element.data(), element.size()); }
 
 // The ContentInfo type the object expects, or the alias taken in its place.
 bool IsSignedDataType(const SignData& message, CASNTBaseRecord& record) {
@@ -222,7 +221,10 @@ uint64_t StreamSegments(const ToSignStruct& content, CTOOFile& file, uint64_t co
 
 uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
   const ToSignStruct& content = message.dataInfo;
-  if (!(content.flags & ToSignStruct::kInFile)) return Emit(file, message.encapContentInfo.data);
+  if (!(content.flags & ToSignStruct::kInFile)) {
+    const IdentObj& octets = message.encapContentInfo.data;
+    return Emit(file, octets.data(), octets.size());
+  }
   if (content.flags & ToSignStruct::kChunkedFile) return StreamSegments(content, file, contentSize);
   CTOOFile source = OpenContent(content);
   if (content.begin != 0 && content.begin != kNoOffset)
@@ -260,54 +262,12 @@ DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
   return StatusToWin32(status);
 }
 
-// Every piece of the message but the content, encoded ahead: all lengths
-// are known before the first octet goes out, and the content follows as one
-// primitive OCTET STRING, whatever form it had when read.
-struct StreamedPieces {
-  IdentObj outerHeader, contentType, explicitHeader, bodyHeader, version, algorithms;
-  IdentObj encapHeader, encapType, wrapperHeader, octetHeader, certificates, crls, signers;
-};
-
-StreamedPieces EncodePieces(const SignData& message, uint64_t contentSize) {
-  StreamedPieces p;
-  p.contentType = EncodeOid(message.contentType);
-  p.version = EncodeVersion(message.version);
-  p.algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
-  p.encapType = EncodeOid(message.encapContentInfo.id);
-  uint64_t contentElement = 0;
-  if (contentSize > 0) {
-    p.octetHeader = EncodeSignedHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
-    p.wrapperHeader =
-        EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.octetHeader.size() + contentSize);
-    contentElement = p.wrapperHeader.size() + p.octetHeader.size() + contentSize;
-  }
-  p.encapHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                                     p.encapType.size() + contentElement);
-  if (!message.certificates.empty()) p.certificates = EncodeImplicitSet(0, message.certificates);
-  if (!message.crls.empty()) p.crls = EncodeImplicitSet(1, message.crls);
-  p.signers = EncodeSequence(message.signerInfos, kASNTSet);
-  const uint64_t body = p.version.size() + p.algorithms.size() + p.encapHeader.size() + p.encapType.size() +
-                        contentElement + p.certificates.size() + p.crls.size() + p.signers.size();
-  p.bodyHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, body);
-  p.explicitHeader = EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.bodyHeader.size() + body);
-  p.outerHeader =
-      EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                         p.contentType.size() + p.explicitHeader.size() + p.bodyHeader.size() + body);
-  return p;
-}
-
 DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
-  const StreamedPieces p = EncodePieces(message, contentSize);
+  const SignedLayout layout = LayOutSignedData(message, contentSize, contentSize > 0);
   uint64_t written = 0;
-  for (const IdentObj* piece : {&p.outerHeader, &p.contentType, &p.explicitHeader, &p.bodyHeader, &p.version,
-                                &p.algorithms, &p.encapHeader, &p.encapType})
-    written += Emit(file, *piece);
-  if (contentSize > 0) {
-    written += Emit(file, p.wrapperHeader);
-    written += Emit(file, p.octetHeader);
-    written += StreamContent(message, file, contentSize);
-  }
-  for (const IdentObj* piece : {&p.certificates, &p.crls, &p.signers}) written += Emit(file, *piece);
+  EmitSignedData(
+      layout, message, [&](const void* bytes, uint64_t size) { written += Emit(file, bytes, size); },
+      [&] { written += StreamContent(message, file, contentSize); });
   return static_cast<DWORD>(written);
 }
 

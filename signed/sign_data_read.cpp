@@ -1,4 +1,5 @@
 // Reading one ContentInfo/SignedData held in memory.
+#include "asn/asn_element.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/signed_codec.h"
@@ -31,17 +32,19 @@ bool FailHelper(int* pError, int code) {
   return false;
 }
 
+ASNTSpan SpanOf(const IdentObj& element) { return ASNTSpan{element.data(), element.size()}; }
+
 // The header of a whole element, with its contents checked to lie inside it
 // before anything looks at them.
-int ReadBoundedHeader(const IdentObj& element, ASNTElementInfo& info) {
+int ReadBoundedHeader(const ASNTSpan& element, ASNTElementInfo& info) {
   info = ASNTElementInfo{};
-  int status = ASNTReadHeader(info, element.data(), element.size());
+  int status = ASNTReadHeader(info, element.data, element.size);
   if (status != 0) return status;
   DWORD total = 0;
-  return ElementExtent(info, element.data(), element.size(), total);
+  return ElementExtent(info, element.data, element.size, total);
 }
 
-int DecodeValue(const IdentObj& element, ASNTElementInfo& info, IdentObj& value) {
+int DecodeValue(const ASNTSpan& element, ASNTElementInfo& info, IdentObj& value) {
   int status = ReadBoundedHeader(element, info);
   if (status != 0) return status;
   if (info.length == kASNTIndefinite) return kStatusCorrupt;
@@ -51,37 +54,38 @@ int DecodeValue(const IdentObj& element, ASNTElementInfo& info, IdentObj& value)
 
 // The contents of a wrapper element: its definite length, or up to and
 // including the end-of-contents octets of an indefinite one.
-int WrapperContents(const IdentObj& element, const ASNTElementInfo& info, DWORD& length) {
+int WrapperContents(const ASNTSpan& element, const ASNTElementInfo& info, DWORD& length) {
   DWORD total = 0;
-  const int status = ElementExtent(info, element.data(), element.size(), total);
+  const int status = ElementExtent(info, element.data, element.size, total);
   if (status != 0) return status;
-  length = total - static_cast<DWORD>(info.contents - element.data());
+  length = total - static_cast<DWORD>(info.contents - element.data);
   return 0;
 }
+
+int Mapped(int status) { return status ? static_cast<int>(StatusToWin32(status)) : 0; }
 
 }  // namespace
 
 bool SignData::ReadObject(const BYTE* pData, DWORD cbData, int* pError) {
   if (pError) *pError = 0;
-  std::list<IdentObj> outer;
-  int status = 0;
-  ASNTGetSequence(outer, pData, cbData, &status);
+  std::vector<ASNTSpan> outer;
+  int status = ASNTSplitSpans(pData, cbData, outer);
   if (status != 0) return FailDecoder(pError, status);
   if (outer.size() != 2) return FailDirect(kCorrupt);
 
   ASNTElementInfo info{};
   IdentObj type;
-  status = ReadBoundedHeader(outer.front(), info);
+  status = ReadBoundedHeader(outer[0], info);
   if (status != 0) return FailDecoder(pError, status);
   if (info.tagNumber != kASNTObjectId) return FailDirect(kBadTag);
-  status = DecodeValue(outer.front(), info, type);
+  status = DecodeValue(outer[0], info, type);
   if (status != 0) return FailDecoder(pError, status);
   IdentObj expected;
   expected = kOidSignedData;
   if (type != expected) return FailDirect(kCorrupt);
 
-  const IdentObj& wrapper = outer.back();
-  status = ASNTReadHeader(info, wrapper.data(), wrapper.size());
+  const ASNTSpan& wrapper = outer[1];
+  status = ASNTReadHeader(info, wrapper.data, wrapper.size);
   if (status != 0) return FailDecoder(pError, status);
   // Only the class is required of the wrapper: its tag number is not looked at.
   if (info.tagClass != kASNTContext) return FailDirect(kCorrupt);
@@ -91,87 +95,94 @@ bool SignData::ReadObject(const BYTE* pData, DWORD cbData, int* pError) {
 }
 
 bool SignData::ReadSignedData(const BYTE* data, DWORD size, int* pError) {
-  std::list<IdentObj> children;
-  int status = 0;
-  ASNTGetSequence(children, data, size, &status);
+  std::vector<ASNTSpan> children;
+  int status = ASNTSplitSpans(data, size, children);
   if (status != 0) return FailDecoder(pError, status);
   if (children.size() < 3) return FailDirect(kCorrupt);
-  auto child = children.begin();
 
   ASNTElementInfo info{};
-  status = ReadBoundedHeader(*child, info);
+  status = ReadBoundedHeader(children[0], info);
   if (status != 0) return FailDecoder(pError, status);
   if (info.tagNumber != kASNTInteger) return FailDirect(kBadTag);
-  if (child->size() >= 5) return FailDirect(kCorrupt);
+  if (children[0].size >= 5) return FailDirect(kCorrupt);
   IdentObj value;
-  status = DecodeValue(*child, info, value);
+  status = DecodeValue(children[0], info, value);
   if (status != 0) return FailDecoder(pError, status);
   const DWORD number = SmallIntegerValue(value);
   if (number != 1 && number != 3) return FailDirect(kBadVersion);
   version = number;
 
-  int code = ReadObject_AlgList(*++child);
+  int code = ReadAlgList(children[1]);
   if (code != 0) return FailHelper(pError, code);
-  code = ReadObject_EncapsContentInfo(*++child);
+  code = ReadEncapsContentInfo(children[2]);
   if (code != 0) return FailHelper(pError, code);
-  return ReadOptionalSets(children, ++child, pError);
+  return ReadOptionalSets(children.data() + 3, children.data() + children.size(), pError);
 }
 
-bool SignData::ReadOptionalSets(const std::list<IdentObj>& children,
-                                std::list<IdentObj>::const_iterator child, int* pError) {
+bool SignData::ReadOptionalSets(const ASNTSpan* child, const ASNTSpan* end, int* pError) {
   ASNTElementInfo info{};
   const uint32_t setTags[2] = {0, 1};
   for (uint32_t tagNumber : setTags) {
     // A message that stops before its signerInfos is not one this reader takes.
-    if (child == children.end()) return FailDirect(kCorrupt);
+    if (child == end) return FailDirect(kCorrupt);
     const int status = ReadBoundedHeader(*child, info);
     if (status != 0) return FailDecoder(pError, status);
     if (info.tagClass != kASNTContext || info.tagNumber != tagNumber) continue;
-    const int code = tagNumber == 0 ? ReadObject_CertificateSet(*child) : ReadObject_CRLList(*child);
+    const int code = ReadElementSet(*child, tagNumber, tagNumber == 0 ? certificates : crls);
     if (code != 0) return FailHelper(pError, code);
     ++child;
   }
-  if (child == children.end()) return FailDirect(kCorrupt);
+  if (child == end) return FailDirect(kCorrupt);
   signerInfos.clear();
   int status = 0;
-  ASNTGetSequence(signerInfos, child->data(), child->size(), &status);
+  ASNTGetSequence(signerInfos, child->data, child->size, &status);
   if (status != 0) return FailDecoder(pError, status);
   return true;
 }
 
-int SignData::ReadObject_AlgList(const IdentObj& element) {
+int SignData::ReadObject_AlgList(const IdentObj& element) { return ReadAlgList(SpanOf(element)); }
+
+int SignData::ReadObject_EncapsContentInfo(const IdentObj& element) {
+  return ReadEncapsContentInfo(SpanOf(element));
+}
+
+int SignData::ReadObject_CertificateSet(const IdentObj& element) {
+  return ReadElementSet(SpanOf(element), 0, certificates);
+}
+
+int SignData::ReadObject_CRLList(const IdentObj& element) { return ReadElementSet(SpanOf(element), 1, crls); }
+
+int SignData::ReadAlgList(const ASNTSpan& element) {
   digestAlgorithms.clear();
-  std::list<IdentObj> children;
-  int status = 0;
-  ASNTGetSequence(children, element.data(), element.size(), &status);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  for (const IdentObj& child : children) {
+  std::vector<ASNTSpan> children;
+  int status = ASNTSplitSpans(element.data, element.size, children);
+  if (status != 0) return Mapped(status);
+  for (const ASNTSpan& child : children) {
     ASNAlgorithmIdentifier algorithm;
-    algorithm.ReadData(child.data(), child.size(), &status);
-    if (status != 0) return static_cast<int>(StatusToWin32(status));
+    algorithm.ReadData(child.data, child.size, &status);
+    if (status != 0) return Mapped(status);
     digestAlgorithms.push_back(algorithm);
   }
   return 0;
 }
 
-int SignData::ReadObject_EncapsContentInfo(const IdentObj& element) {
-  std::list<IdentObj> children;
-  int status = 0;
-  ASNTGetSequence(children, element.data(), element.size(), &status);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
+int SignData::ReadEncapsContentInfo(const ASNTSpan& element) {
+  std::vector<ASNTSpan> children;
+  int status = ASNTSplitSpans(element.data, element.size, children);
+  if (status != 0) return Mapped(status);
   if (children.empty()) return static_cast<int>(kCorrupt);
 
   ASNTElementInfo info{};
-  status = ReadBoundedHeader(children.front(), info);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
+  status = ReadBoundedHeader(children[0], info);
+  if (status != 0) return Mapped(status);
   if (info.tagNumber != kASNTObjectId) return static_cast<int>(kBadTag);
   IdentObj type;
-  status = DecodeValue(children.front(), info, type);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  encapContentInfo.id = type;
+  status = DecodeValue(children[0], info, type);
+  if (status != 0) return Mapped(status);
+  encapContentInfo.id = std::move(type);
 
-  for (auto child = std::next(children.begin()); child != children.end(); ++child) {
-    const int code = ReadContentChild(*child);
+  for (size_t i = 1; i < children.size(); ++i) {
+    const int code = ReadContentChild(children[i]);
     if (code != 0) return code;
   }
   return 0;
@@ -179,49 +190,43 @@ int SignData::ReadObject_EncapsContentInfo(const IdentObj& element) {
 
 // One child after eContentType: a bare OCTET STRING, or any context-specific
 // element wrapping one; the last such child wins.
-int SignData::ReadContentChild(const IdentObj& child) {
+int SignData::ReadContentChild(const ASNTSpan& child) {
   ASNTElementInfo info{};
   int status = ReadBoundedHeader(child, info);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  if (info.tagNumber == kASNTOctetString) {
-    status = OctetStringValue(child.data(), child.size(), encapContentInfo.data);
-    return status ? static_cast<int>(StatusToWin32(status)) : 0;
+  if (status != 0) return Mapped(status);
+  const BYTE* octetString = child.data;
+  DWORD length = child.size;
+  if (info.tagNumber != kASNTOctetString) {
+    if (info.tagClass != kASNTContext) return 0;
+    status = WrapperContents(child, info, length);
+    if (status != 0) return Mapped(status);
+    ASNTElementInfo inner{};
+    status = ASNTReadHeader(inner, info.contents, length);
+    if (status != 0) return Mapped(status);
+    if (inner.tagNumber != kASNTOctetString) return static_cast<int>(kBadTag);
+    octetString = info.contents;
   }
-  if (info.tagClass != kASNTContext) return 0;
-  DWORD length = 0;
-  status = WrapperContents(child, info, length);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  ASNTElementInfo inner{};
-  status = ASNTReadHeader(inner, info.contents, length);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  if (inner.tagNumber != kASNTOctetString) return static_cast<int>(kBadTag);
   IdentObj octets;
-  status = OctetStringValue(info.contents, length, octets);
-  if (status != 0) return static_cast<int>(StatusToWin32(status));
-  encapContentInfo.data = octets;
+  status = OctetStringValue(octetString, length, octets);
+  if (status != 0) return Mapped(status);
+  encapContentInfo.data = std::move(octets);
   return 0;
 }
 
-int SignData::ReadObject_CertificateSet(const IdentObj& element) {
-  return ReadElementSet(element, 0, certificates);
-}
-
-int SignData::ReadObject_CRLList(const IdentObj& element) { return ReadElementSet(element, 1, crls); }
-
 // The elements of an IMPLICIT [n] SET OF, each kept whole. An empty element
 // (an end-of-contents marker among them) ends the set.
-int SignData::ReadElementSet(const IdentObj& element, uint32_t tagNumber, std::list<IdentObj>& out) {
+int SignData::ReadElementSet(const ASNTSpan& element, uint32_t tagNumber, std::list<IdentObj>& out) {
   out.clear();
   ASNTElementInfo info{};
-  int status = ASNTReadHeader(info, element.data(), element.size());
+  int status = ASNTReadHeader(info, element.data, element.size);
   if (status == 0 && (info.tagClass != kASNTContext || info.tagNumber != tagNumber))
     return static_cast<int>(kBadTag);
   DWORD end = 0;
-  if (status == 0) status = ElementExtent(info, element.data(), element.size(), end);
-  DWORD position = status == 0 ? static_cast<DWORD>(info.contents - element.data()) : end;
+  if (status == 0) status = ElementExtent(info, element.data, element.size, end);
+  DWORD position = status == 0 ? static_cast<DWORD>(info.contents - element.data) : end;
   while (status == 0 && position < end) {
     ASNTElementInfo item{};
-    const BYTE* at = element.data() + position;
+    const BYTE* at = element.data + position;
     status = ASNTReadHeader(item, at, end - position);
     if (status != 0 || item.length == 0) break;
     DWORD extent = 0;
@@ -232,7 +237,7 @@ int SignData::ReadElementSet(const IdentObj& element, uint32_t tagNumber, std::l
   }
   if (status == 0) return 0;
   out.clear();
-  return static_cast<int>(StatusToWin32(status));
+  return Mapped(status);
 }
 
 }  // namespace cmskit

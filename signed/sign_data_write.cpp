@@ -1,9 +1,12 @@
 // Writing a SignData as one DER ContentInfo in memory.
+#include <cstring>
+
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/segment_walk.h"
 #include "signed/signed_codec.h"
+#include "signed/signed_layout.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -34,70 +37,74 @@ uint64_t CheckFileRange(const char* name, DWORD begin, DWORD& end) {
   return end - begin;
 }
 
-// The content octets of a file range, read whole: this writer returns the
-// message in memory anyway (the file writer streams instead).
-IdentObj ReadFileBytes(const char* name, DWORD begin, uint64_t length) {
-  CTOOFile file = OpenContent(name);
-  IdentObj octets;
-  octets.Allocate(static_cast<uint32_t>(length));
-  if (file.Seek(static_cast<long>(begin), SEEK_SET) != 0 || file.Read(octets.data(), octets.size()) != length)
-    throw XTOOStatus(kStatusReadError, name, false);
-  return octets;
+// Where the content comes from, and how many octets it gives.
+struct ContentSource {
+  const char* name = nullptr;  // a file, or the object's memory when null
+  DWORD begin = 0;
+  uint64_t range = 0;
+  bool segmented = false;
+  uint64_t size = 0;
+};
+
+ContentSource LocateContent(SignData& message) {
+  ContentSource source;
+  ToSignStruct& content = message.dataInfo;
+  source.size = message.encapContentInfo.data.size();
+  if (!(content.flags & ToSignStruct::kInFile)) return source;
+  source.name = static_cast<const char*>(content.data);
+  source.begin = content.begin;
+  source.range = CheckFileRange(source.name, content.begin, content.end);
+  source.segmented = (content.flags & ToSignStruct::kChunkedFile) != 0;
+  source.size = source.range;
+  if (source.segmented) {
+    // Content recorded as segments is written as its octets alone.
+    CTOOFile file = OpenContent(source.name);
+    CountingSink counter;
+    WalkSegments(file, source.begin, source.range, counter);
+    source.size = counter.produced;
+  }
+  return source;
 }
 
-// Content recorded as segments is written as its octets alone.
-IdentObj ReadFileSegments(const char* name, DWORD begin, uint64_t range) {
-  CTOOFile file = OpenContent(name);
-  CountingSink counter;
-  WalkSegments(file, begin, range, counter);
-  IdentObj octets;
-  octets.Allocate(static_cast<uint32_t>(counter.produced));
-  MemorySink sink(octets.data(), octets.size());
-  if (WalkSegments(file, begin, range, sink) != 0 || sink.produced != octets.size())
-    throw XTOOStatus(kStatusReadError, name, false);
-  return octets;
+// Puts the content octets at `out`, which has room for exactly source.size.
+void FillContent(const SignData& message, const ContentSource& source, BYTE* out) {
+  if (!source.name) {
+    if (source.size) std::memcpy(out, message.encapContentInfo.data.data(), source.size);
+    return;
+  }
+  CTOOFile file = OpenContent(source.name);
+  if (source.segmented) {
+    MemorySink sink(out, source.size);
+    if (WalkSegments(file, source.begin, source.range, sink) != 0 || sink.produced != source.size)
+      throw XTOOStatus(kStatusReadError, source.name, false);
+    return;
+  }
+  if (file.Seek(static_cast<long>(source.begin), SEEK_SET) != 0 ||
+      file.Read(out, static_cast<uint32_t>(source.size)) != source.size)
+    throw XTOOStatus(kStatusReadError, source.name, false);
 }
 
-IdentObj ReadFileContent(ToSignStruct& content) {
-  const char* name = static_cast<const char*>(content.data);
-  const uint64_t length = CheckFileRange(name, content.begin, content.end);
-  if (content.flags & ToSignStruct::kChunkedFile) return ReadFileSegments(name, content.begin, length);
-  return ReadFileBytes(name, content.begin, length);
-}
-
-IdentObj WrapContent(const IdentObj& octets) {
-  const IdentObj octetString =
-      EncodeValue(kASNTUniversal, kASNTPrimitive, kASNTOctetString, octets.data(), octets.size());
-  return EncodeValue(kASNTContext, kASNTConstructed, 0, octetString.data(), octetString.size());
-}
-
+// One allocation at the final size: pieces and content are written in place.
 // Memory content that is empty means a detached signature; file content is
 // always written, even when the file is empty.
-IdentObj EncodeEncapsulated(SignData& message) {
-  std::list<IdentObj> items;
-  items.push_back(EncodeOid(message.encapContentInfo.id));
-  ToSignStruct& content = message.dataInfo;
-  if (content.flags & ToSignStruct::kInFile) {
-    items.push_back(WrapContent(ReadFileContent(content)));
-  } else if (!message.encapContentInfo.data.IsEmpty()) {
-    items.push_back(WrapContent(message.encapContentInfo.data));
-  }
-  return EncodeSequence(items, kASNTSequence);
-}
-
 IdentObj EncodeMessage(SignData& message) {
-  std::list<IdentObj> fields;
-  fields.push_back(EncodeVersion(message.version));
-  fields.push_back(EncodeAlgorithmSet(message.digestAlgorithms));
-  fields.push_back(EncodeEncapsulated(message));
-  if (!message.certificates.empty()) fields.push_back(EncodeImplicitSet(0, message.certificates));
-  if (!message.crls.empty()) fields.push_back(EncodeImplicitSet(1, message.crls));
-  fields.push_back(EncodeSequence(message.signerInfos, kASNTSet));
-  const IdentObj body = EncodeSequence(fields, kASNTSequence);
-  std::list<IdentObj> outer;
-  outer.push_back(EncodeOid(message.contentType));
-  outer.push_back(EncodeValue(kASNTContext, kASNTConstructed, 0, body.data(), body.size()));
-  return EncodeSequence(outer, kASNTSequence);
+  const ContentSource source = LocateContent(message);
+  const SignedLayout layout = LayOutSignedData(message, source.size, source.name || source.size > 0);
+  if (layout.total > 0xFFFFFFFFu) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  IdentObj encoded;
+  encoded.Allocate(static_cast<uint32_t>(layout.total));
+  BYTE* cursor = encoded.data();
+  EmitSignedData(
+      layout, message,
+      [&](const void* bytes, uint64_t size) {
+        std::memcpy(cursor, bytes, size);
+        cursor += size;
+      },
+      [&] {
+        FillContent(message, source, cursor);
+        cursor += source.size;
+      });
+  return encoded;
 }
 
 }  // namespace

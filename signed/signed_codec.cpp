@@ -1,7 +1,6 @@
 #include "signed/signed_codec.h"
 
 #include <cstring>
-#include <vector>
 
 #include "asn/asn_element.h"
 #include "cmskit/status.h"
@@ -17,7 +16,10 @@ namespace {
 
 constexpr uint64_t kMaxLength = 0xFFFFFFFFu;
 
-int AppendOctets(const BYTE* data, DWORD size, uint32_t depth, std::vector<BYTE>& out, DWORD& used) {
+// Walks the OCTET STRING at data[0 .. size), adding the length of every
+// primitive segment to `produced` and, when `out` is given, copying its
+// octets there (the caller sized `out` by a first walk).
+int WalkOctets(const BYTE* data, DWORD size, uint32_t depth, BYTE* out, uint64_t& produced, DWORD& used) {
   ASNTElementInfo info{};
   int status = ASNTReadHeader(info, data, size);
   if (status != 0) return status;
@@ -26,7 +28,8 @@ int AppendOctets(const BYTE* data, DWORD size, uint32_t depth, std::vector<BYTE>
   if (status != 0) return status;
   used = total;
   if (!info.constructed) {
-    out.insert(out.end(), info.contents, info.contents + info.length);
+    if (out && info.length) std::memcpy(out + produced, info.contents, info.length);
+    produced += info.length;
     return 0;
   }
   if (depth >= kASNTMaxDepth) return kStatusCorrupt;
@@ -34,7 +37,7 @@ int AppendOctets(const BYTE* data, DWORD size, uint32_t depth, std::vector<BYTE>
   const DWORD end = info.length == kASNTIndefinite ? total - 2 : total;
   for (DWORD position = headerLength; position < end;) {
     DWORD segment = 0;
-    status = AppendOctets(data + position, end - position, depth + 1, out, segment);
+    status = WalkOctets(data + position, end - position, depth + 1, out, produced, segment);
     if (status != 0) return status;
     position += segment;
   }
@@ -106,11 +109,18 @@ DWORD SmallIntegerValue(const IdentObj& value) {
 }
 
 int OctetStringValue(const BYTE* data, DWORD size, IdentObj& out) {
-  std::vector<BYTE> joined;
+  // Measured first, so the content (the bulk of a message) is copied once.
+  uint64_t length = 0;
   DWORD used = 0;
-  const int status = AppendOctets(data, size, 0, joined, used);
+  int status = WalkOctets(data, size, 0, nullptr, length, used);
   if (status != 0) return status;
-  out.SetData(joined.data(), static_cast<uint32_t>(joined.size()));
+  // Segments lie inside the range, so their sum cannot pass its size.
+  IdentObj octets;
+  octets.Allocate(static_cast<uint32_t>(length));
+  uint64_t copied = 0;
+  status = WalkOctets(data, size, 0, octets.data(), copied, used);
+  if (status != 0) return status;
+  out = std::move(octets);
   return 0;
 }
 

@@ -52,6 +52,7 @@ static_assert(offsetof(ToSignStruct, begin) == 16 && offsetof(ToSignStruct, end)
 static_assert(offsetof(ToSignStruct, extra) == 24, "extra is the fourth word");
 
 class SignDataTestPeer;
+struct ASNTSpan;
 
 // One ContentInfo/SignedData as lists of received encodings and small values.
 // Certificates, CRLs and SignerInfos are kept as whole DER elements, in the
@@ -98,15 +99,18 @@ class CMSKIT_API SignData {
   // thread's last error only.
   void FillEntry(const CASNTUnit& root);
 
+  // The in-memory reader looks at spans of the caller's buffer and copies
+  // only what the object keeps.
   bool ReadSignedData(const BYTE* data, DWORD size, int* pError);
-  bool ReadOptionalSets(const std::list<IdentObj>& children, std::list<IdentObj>::const_iterator child,
-                        int* pError);
+  bool ReadOptionalSets(const ASNTSpan* child, const ASNTSpan* end, int* pError);
   int ReadObject_AlgList(const IdentObj& element);
   int ReadObject_EncapsContentInfo(const IdentObj& element);
-  int ReadContentChild(const IdentObj& child);
   int ReadObject_CertificateSet(const IdentObj& element);
   int ReadObject_CRLList(const IdentObj& element);
-  int ReadElementSet(const IdentObj& element, uint32_t tagNumber, std::list<IdentObj>& out);
+  int ReadAlgList(const ASNTSpan& element);
+  int ReadEncapsContentInfo(const ASNTSpan& element);
+  int ReadContentChild(const ASNTSpan& child);
+  int ReadElementSet(const ASNTSpan& element, uint32_t tagNumber, std::list<IdentObj>& out);
   DWORD DetachContent(ToSignStruct& out);
 };
 
