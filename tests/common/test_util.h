@@ -96,8 +96,8 @@ class TempDir {
   std::filesystem::path path_;
 };
 
-inline bool Run(const std::string& command) {
-  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+inline bool Shell(const std::string& command) {
+  return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0;
 }
 
 // RSA signers and recipients with self-signed certificates (NAME.crt,
@@ -115,9 +115,9 @@ class Openssl {
   std::string Cert(const std::string& who, const std::string& extra = "") {
     const std::string crt = Path(who + ".crt");
     if (!std::filesystem::exists(crt))
-      Run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + who + "/O=cmskit " + extra +
-          " -keyout " + Path(who + ".key") + " -out " + crt + " && openssl x509 -in " + crt +
-          " -outform DER -out " + Path(who + ".cer"));
+      Shell("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + who + "/O=cmskit " + extra +
+            " -keyout " + Path(who + ".key") + " -out " + crt + " && openssl x509 -in " + crt +
+            " -outform DER -out " + Path(who + ".cer"));
     return crt;
   }
 
@@ -141,11 +141,11 @@ class Openssl {
       at = end;
     }
     std::remove(out.c_str());
-    return Run(command + " -in " + in + " -out " + out + recipients) ? ReadBytes(out) : Bytes();
+    return Shell(command + " -in " + in + " -out " + out + recipients) ? ReadBytes(out) : Bytes();
   }
 
  private:
-  Openssl() : ok_(Run("openssl version")) {}
+  Openssl() : ok_(Shell("openssl version")) {}
   TempDir dir_;
   bool ok_;
 };
