@@ -133,6 +133,17 @@ TEST(SignDataFile, ReadFailures) {
     EXPECT_EQ(ReadFromFile(message, path, c.offset), 0u);
     EXPECT_EQ(GetLastError(), StatusToWin32(c.status));
   }
+  // Hostile input stays inside the file (checked by the sanitizer build).
+  const Bytes streamed = StreamedMessage({Text("abc"), Text("def")});
+  for (size_t at = 0; at < streamed.size(); ++at) {
+    WriteBytes(path, Bytes(streamed.begin(), streamed.begin() + static_cast<std::ptrdiff_t>(at)));
+    SignData prefix, flipped;
+    ReadFromFile(prefix, path);
+    Bytes bad = streamed;
+    bad[at] ^= 0x80;
+    WriteBytes(path, bad);
+    ReadFromFile(flipped, path);
+  }
 }
 
 // File content is streamed in 4096-octet blocks; segmented content is

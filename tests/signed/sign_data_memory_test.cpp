@@ -109,13 +109,17 @@ TEST(SignDataMemory, FailureCodes) {
   }
 }
 
-// Every prefix is refused inside the buffer (corruptions: the mutation sweep).
+// Every prefix is refused inside the buffer (corruptions: the mutation sweep),
+// and a set under the wrong tag is refused by its reader.
 TEST(SignDataMemory, EveryPrefixIsRefused) {
   const Bytes good = With(&MessageParts::crls, Tlv(0xA1, FakeCertificate(5)));
   for (size_t cut = 0; cut < good.size(); ++cut) {
     SignData message;
     EXPECT_FALSE(message.ReadObject(cut ? good.data() : nullptr, static_cast<DWORD>(cut), nullptr)) << cut;
   }
+  SignData message;
+  EXPECT_EQ(SignDataTestPeer::Certificates(message, Obj(Tlv(0xA1, FakeCertificate(1)))),
+            static_cast<int>(kBadTag));
 }
 
 TEST(SignDataMemory, WritesDer) {
@@ -269,8 +273,8 @@ TEST(SignDataMemory, FillEntry) {
     Bytes message;
     DWORD code;
   } cases[] = {
-      {With(&MessageParts::trailer,
-            Cat({Tlv(0xA5, Hex("05 00")), Tlv(0xA0, FakeCertificate(4)), Tlv(0x31, FakeSigner(9))})),
+      {With(&MessageParts::trailer, Cat({Tlv(0xA5, Hex("05 00")), Tlv(0xA0, FakeCertificate(4)),
+                                         Tlv(0xA1, FakeCertificate(9)), Tlv(0x31, FakeSigner(9))})),
        0},
       {With(&MessageParts::contentType, OidSignedAlias()), 0},
       {With(&MessageParts::encap, Encap(Tlv(0x04, Text("hello, signed world")))), 0},
@@ -300,6 +304,7 @@ TEST(SignDataMemory, FillEntry) {
     EXPECT_EQ(message.certificates.size(), &c == cases ? 3u : 2u);
     ASSERT_EQ(message.signerInfos.size(), &c == cases ? 3u : 2u);
     EXPECT_EQ(Of(message.signerInfos.front()), FakeSigner(7));
+    EXPECT_EQ(message.crls.size(), &c == cases ? 1u : 0u);
   }
 }
 

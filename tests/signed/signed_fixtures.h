@@ -13,6 +13,7 @@ namespace cmskit {
 class SignDataTestPeer {
  public:
   static void FillEntry(SignData& message, const CASNTUnit& root) { message.FillEntry(root); }
+  static int Certificates(SignData& m, const IdentObj& e) { return m.ReadObject_CertificateSet(e); }
 };
 
 namespace signtest {
