@@ -8,16 +8,27 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
-#include <string>
 
 #include "interop/decrypt_interop_util.h"
 
-namespace cmskit::test {
+namespace cmskit_testing {
 namespace {
 
 constexpr BYTE kPrivateKeyBlob = 0x7;
+constexpr DWORD kBadData = 0x80090005u;
+
+// A session key from its plain bytes; 0 when the provider refuses it.
+HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
+  BLOBHEADER header{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
+  const DWORD length = static_cast<DWORD>(keyBytes.size());
+  Bytes blob(sizeof header + sizeof length);
+  memcpy(blob.data(), &header, sizeof header);
+  memcpy(blob.data() + sizeof header, &length, sizeof length);
+  blob.insert(blob.end(), keyBytes.begin(), keyBytes.end());
+  HCRYPTKEY key = 0;
+  return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
+}
 
 struct ContentAlgorithm {
   const char* oid;
@@ -59,12 +70,12 @@ class DecryptCommitted : public ::testing::Test {
  protected:
   void SetUp() override {
     const std::string keyFile = TestData("decrypt/recipient.key");
-    cert_ = std::make_unique<RecipientCertificate>(ReadFileBytes(TestData("decrypt/recipient.cer")), keyFile,
+    cert_ = std::make_unique<RecipientCertificate>(ReadBytes(TestData("decrypt/recipient.cer")), keyFile,
                                                    PROV_RSA_AES);
     ASSERT_NE(nullptr, cert_->Get());
     if (CryptAcquireContextA(&prov_.handle, keyFile.c_str(), nullptr, PROV_RSA_AES, 0)) return;
-    ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << std::hex << GetLastError();
-    const Bytes blob = ReadFileBytes(TestData("decrypt/recipient.blob"));
+    ASSERT_TRUE(CryptAcquireContextA(&prov_.handle, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
+    const Bytes blob = ReadBytes(TestData("decrypt/recipient.blob"));
     ASSERT_FALSE(blob.empty());
     ASSERT_EQ(kPrivateKeyBlob, blob[0]);
     ASSERT_TRUE(
@@ -88,7 +99,7 @@ class DecryptCommitted : public ::testing::Test {
     installed = true;
   }
 
-  Decryption Run(const char* message, bool fromMemory, bool toFile) {
+  Decryption Decrypt(const char* message, bool fromMemory, bool toFile) {
     const std::string target = toFile ? dir_.Path("plain" + std::to_string(++outputs_)) : std::string();
     return DecryptMessage(TestData(std::string("decrypt/") + message), fromMemory, target, cert_->Get(),
                           prov_.handle);
@@ -102,14 +113,14 @@ class DecryptCommitted : public ::testing::Test {
 };
 
 TEST_F(DecryptCommitted, AesAnd3desMessagesDecrypt) {
-  const Bytes plain = ReadFileBytes(TestData("decrypt/plain.txt"));
+  const Bytes plain = ReadBytes(TestData("decrypt/plain.txt"));
   ASSERT_EQ(5000u, plain.size());
   for (const char* message : {"aes128.der", "aes256.der", "des3.der"}) {
     for (bool fromMemory : {false, true}) {
       for (bool toFile : {false, true}) {
         SCOPED_TRACE(std::string(message) + (fromMemory ? " from memory" : " from file") +
                      (toFile ? " to file" : " to memory"));
-        const Decryption result = Run(message, fromMemory, toFile);
+        const Decryption result = Decrypt(message, fromMemory, toFile);
         EXPECT_EQ(0, result.importError);
         EXPECT_TRUE(result.ok) << std::hex << result.error;
         EXPECT_EQ(plain, result.plain);
@@ -119,13 +130,13 @@ TEST_F(DecryptCommitted, AesAnd3desMessagesDecrypt) {
 }
 
 TEST_F(DecryptCommitted, AWholeBlockCiphertextKeepsItsPaddingFileToFile) {
-  const Bytes plain = ReadFileBytes(TestData("decrypt/plain4095.txt"));
-  const Decryption toFile = Run("aes128_4095.der", false, true);
+  const Bytes plain = ReadBytes(TestData("decrypt/plain4095.txt"));
+  const Decryption toFile = Decrypt("aes128_4095.der", false, true);
   EXPECT_EQ(4096u, toFile.contentLength);
   EXPECT_TRUE(toFile.ok);
   EXPECT_EQ(WithPadding(plain, 16), toFile.plain);
-  EXPECT_EQ(plain, Run("aes128_4095.der", false, false).plain);
-  EXPECT_EQ(plain, Run("aes128_4095.der", true, true).plain);
+  EXPECT_EQ(plain, Decrypt("aes128_4095.der", false, false).plain);
+  EXPECT_EQ(plain, Decrypt("aes128_4095.der", true, true).plain);
 }
 
 TEST_F(DecryptCommitted, ErrorPaths) {
@@ -159,11 +170,13 @@ TEST_F(DecryptCommitted, ErrorPaths) {
   ASSERT_EQ(1, message.GetEncryptionKey(cert_->Get(), prov_.handle, key.handle, alg, &error));
   ASSERT_TRUE(DecryptKeyParam(key.handle, alg));
   Bytes buffer(5000);
-  ToSignStruct out = MemoryOut(buffer, 0, 4999);
+  ToSignStruct out;
+  out.data = buffer.data();
+  out.end = 4999;
   EXPECT_FALSE(DecryptContent(key.handle, message.encryptedContentInfo, out));
   EXPECT_EQ(kOutOfRoom, GetLastError());
   EXPECT_EQ(4999u, out.end);
 }
 
 }  // namespace
-}  // namespace cmskit::test
+}  // namespace cmskit_testing

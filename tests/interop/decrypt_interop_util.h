@@ -1,51 +1,67 @@
 // The whole decryption of a message as a caller does it (read the message,
 // import the key for a certificate, apply the parameters, decrypt into memory
-// or a file), and the certificate contexts that name their key.
+// or a file), with handles and certificate contexts that release themselves.
 #ifndef CMSKIT_TESTS_INTEROP_DECRYPT_INTEROP_UTIL_H
 #define CMSKIT_TESTS_INTEROP_DECRYPT_INTEROP_UTIL_H
 
-#include <cstdlib>
+#include <gtest/gtest.h>
+
+#include <cstring>
 #include <string>
 
-#include "enveloped/decrypt_test_util.h"
+#include "common/test_util.h"
 
-namespace cmskit::test {
+namespace cmskit_testing {
 
-inline int RunQuietly(const std::string& command) {
-  return std::system((command + " >/dev/null 2>&1").c_str());
-}
+using namespace cmskit;
 
-inline bool HaveOpenssl() {
-  static const bool have = RunQuietly("openssl version") == 0;
-  return have;
-}
+constexpr DWORD kBadArguments = 160;
+constexpr DWORD kOutOfRoom = 0x8007000Eu;
+
+struct ProviderHandle {
+  ProviderHandle() = default;
+  ProviderHandle(const ProviderHandle&) = delete;
+  ProviderHandle& operator=(const ProviderHandle&) = delete;
+  ~ProviderHandle() {
+    if (handle) CryptReleaseContext(handle, 0);
+  }
+  HCRYPTPROV handle = 0;
+};
+
+struct KeyHandle {
+  KeyHandle() = default;
+  KeyHandle(const KeyHandle&) = delete;
+  KeyHandle& operator=(const KeyHandle&) = delete;
+  ~KeyHandle() {
+    if (handle) CryptDestroyKey(handle);
+  }
+  HCRYPTKEY handle = 0;
+};
 
 // A certificate context whose key-provider property names `container`.
 class RecipientCertificate {
  public:
-  RecipientCertificate(const Bytes& der, const std::string& container, DWORD provType,
-                       DWORD keySpec = AT_KEYEXCHANGE) {
+  RecipientCertificate(const Bytes& der, const std::string& container, DWORD provType) {
     context_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                             static_cast<DWORD>(der.size()));
-    if (!context_) return;
     std::wstring name(container.begin(), container.end());
     CRYPT_KEY_PROV_INFO info{};
     info.pwszContainerName = &name[0];
     info.dwProvType = provType;
-    info.dwKeySpec = keySpec;
-    if (!CertSetCertificateContextProperty(context_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) Release();
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    if (context_ && !CertSetCertificateContextProperty(context_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+      CertFreeCertificateContext(context_);
+      context_ = nullptr;
+    }
   }
-  ~RecipientCertificate() { Release(); }
+  ~RecipientCertificate() {
+    if (context_) CertFreeCertificateContext(context_);
+  }
   RecipientCertificate(const RecipientCertificate&) = delete;
   RecipientCertificate& operator=(const RecipientCertificate&) = delete;
-
   const CERT_CONTEXT* Get() const { return context_; }
 
  private:
-  void Release() {
-    if (context_) CertFreeCertificateContext(context_);
-    context_ = nullptr;
-  }
   const CERT_CONTEXT* context_ = nullptr;
 };
 
@@ -64,7 +80,7 @@ inline Decryption DecryptMessage(const std::string& path, bool fromMemory, const
   Decryption result;
   EnvelopedData message;
   int error = -1;
-  const Bytes bytes = ReadFileBytes(path);
+  const Bytes bytes = ReadBytes(path);
   if (fromMemory) {
     message.ReadObject(bytes.data(), static_cast<DWORD>(bytes.size()), &error);
   } else {
@@ -79,20 +95,25 @@ inline Decryption DecryptMessage(const std::string& path, bool fromMemory, const
   if (!message.GetEncryptionKey(cert, prov, key.handle, alg, &result.importError)) return result;
   EXPECT_TRUE(DecryptKeyParam(key.handle, alg));
   Bytes buffer(eci.GetOpenTextSize() + 1);
-  ToSignStruct out = target.empty() ? MemoryOut(buffer, 1, eci.GetOpenTextSize()) : FileOut(target);
+  ToSignStruct out;
+  out.data = target.empty() ? static_cast<void*>(buffer.data()) : const_cast<char*>(target.c_str());
+  out.flags = target.empty() ? 0 : ToSignStruct::kInFile;
+  out.begin = target.empty() ? 1 : 0;
+  out.end = target.empty() ? 1 + eci.GetOpenTextSize() : 0;
   SetLastError(0);
   result.ok = DecryptContent(key.handle, eci, out);
   result.error = GetLastError();
-  result.plain = target.empty() ? (result.ok ? Written(buffer, out) : Bytes()) : ReadFileBytes(target);
+  if (!target.empty()) result.plain = ReadBytes(target);
+  if (target.empty() && result.ok) result.plain = Bytes(buffer.begin() + out.begin, buffer.begin() + out.end);
   return result;
 }
 
 // `plain` with the CBC padding that a missing final call leaves in place.
 inline Bytes WithPadding(const Bytes& plain, size_t block) {
   const size_t pad = block - plain.size() % block;
-  return Concat(plain, Bytes(pad, static_cast<BYTE>(pad)));
+  return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
 }
 
-}  // namespace cmskit::test
+}  // namespace cmskit_testing
 
 #endif

@@ -1,0 +1,106 @@
+// SignData helpers shared by the signed and interop suites: the elements of
+// a DER message taken apart independently of the library's codec, and the
+// content descriptors and file round trips of SignData.
+#ifndef CMSKIT_TESTS_COMMON_SIGN_DATA_UTIL_H
+#define CMSKIT_TESTS_COMMON_SIGN_DATA_UTIL_H
+
+#include <string>
+#include <vector>
+
+#include "common/test_util.h"
+
+namespace cmskit_testing {
+
+using cmskit::CTOOFile;
+using cmskit::IdentObj;
+using cmskit::SignData;
+using cmskit::ToSignStruct;
+
+// The children of a definite-length DER element, each whole.
+inline std::vector<Bytes> Children(const Bytes& element) {
+  std::vector<Bytes> out;
+  auto header = [&](size_t at, size_t& length) {
+    size_t position = at + 1;
+    const BYTE first = element.at(position++);
+    length = first;
+    if (first & 0x80) {
+      length = 0;
+      for (BYTE i = 0; i < (first & 0x7F); ++i) length = (length << 8) | element.at(position++);
+    }
+    return position - at;
+  };
+  size_t length = 0;
+  for (size_t at = header(0, length); at < element.size();) {
+    const size_t childHeader = header(at, length);
+    out.emplace_back(element.begin() + static_cast<std::ptrdiff_t>(at),
+                     element.begin() + static_cast<std::ptrdiff_t>(at + childHeader + length));
+    at += childHeader + length;
+  }
+  return out;
+}
+
+// The element with NULL parameters added to every AlgorithmIdentifier child
+// that holds only its OID: what the writers make of such input.
+inline Bytes WithNullParameters(const Bytes& element, BYTE tag = 0x30) {
+  Bytes contents;
+  for (const Bytes& child : Children(element)) {
+    const std::vector<Bytes> parts =
+        child[0] == 0x30 && child[1] < 0x80 ? Children(child) : std::vector<Bytes>();
+    const bool onlyOid = parts.size() == 1 && parts[0][0] == 0x06;
+    contents = Cat({contents, onlyOid ? El(0x30, parts[0], Hex("05 00")) : child});
+  }
+  return Tlv(tag, contents);
+}
+
+// The same for the digestAlgorithms of a whole DER ContentInfo.
+inline Bytes WithNullDigestParameters(const Bytes& message) {
+  const std::vector<Bytes> outer = Children(message);
+  std::vector<Bytes> fields = Children(Children(outer.at(1)).at(0));
+  fields.at(1) = WithNullParameters(fields[1], 0x31);
+  Bytes body;
+  for (const Bytes& field : fields) body = Cat({body, field});
+  return El(0x30, outer.at(0), El(0xA0, Tlv(0x30, body)));
+}
+
+// The SignerInfo elements of a message, as SignData reads them.
+inline std::vector<Bytes> SignerInfosOf(const Bytes& message) {
+  SignData read;
+  std::vector<Bytes> out;
+  if (read.ReadObject(message.data(), static_cast<DWORD>(message.size()), nullptr))
+    for (const IdentObj& signer : read.signerInfos) out.push_back(Of(signer));
+  return out;
+}
+
+// Content descriptors; they point at the caller's string.
+inline ToSignStruct FileContent(const std::string& name, DWORD begin, DWORD end) {
+  ToSignStruct content;
+  content.flags = ToSignStruct::kInFile;
+  content.data = name.empty() ? nullptr : const_cast<char*>(name.c_str());
+  content.begin = begin;
+  content.end = end;
+  return content;
+}
+inline ToSignStruct FileTarget(const std::string& name) { return FileContent(name, 0, 0); }
+inline ToSignStruct MemoryContent(const Bytes& bytes) {
+  ToSignStruct content;
+  content.data = const_cast<BYTE*>(bytes.data());
+  content.end = static_cast<DWORD>(bytes.size());
+  return content;
+}
+
+inline bool ReadMemory(SignData& message, const Bytes& bytes, int* pError = nullptr) {
+  return message.ReadObject(bytes.data(), static_cast<DWORD>(bytes.size()), pError);
+}
+inline DWORD ReadFromFile(SignData& message, const std::string& path, DWORD offset = 0,
+                          int* pError = nullptr) {
+  CTOOFile file(path.c_str(), "rb");
+  return message.ReadObject(file, offset, pError);
+}
+inline DWORD WriteToFile(SignData& message, const std::string& path) {
+  CTOOFile file(path.c_str(), "wb");
+  return message.WriteObject(file, 0);
+}
+
+}  // namespace cmskit_testing
+
+#endif

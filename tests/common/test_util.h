@@ -1,0 +1,155 @@
+// Bytes, files and the openssl command for the message suites (signed,
+// interop, regression, cli). Independent of the library's own codec.
+#ifndef CMSKIT_TESTS_COMMON_TEST_UTIL_H
+#define CMSKIT_TESTS_COMMON_TEST_UTIL_H
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <random>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "cmskit/cmskit.h"
+#include "common/der.h"
+
+namespace cmskit_testing {
+
+using Bytes = std::vector<BYTE>;
+
+inline Bytes Hex(const std::string& text) {
+  Bytes out;
+  std::string digits;
+  for (char c : text)
+    if (c != ' ') digits += c;
+  for (size_t i = 0; i + 1 < digits.size(); i += 2)
+    out.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+  return out;
+}
+
+inline Bytes Cat(std::initializer_list<Bytes> parts) {
+  Bytes out;
+  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
+  return out;
+}
+
+// One DER element of the concatenated parts.
+template <class... Parts>
+Bytes El(BYTE tag, const Parts&... parts) {
+  return Tlv(tag, Cat({Bytes(parts)...}));
+}
+
+inline Bytes Text(const std::string& text) { return Bytes(text.begin(), text.end()); }
+inline Bytes Of(const cmskit::IdentObj& object) {
+  return Bytes(object.data(), object.data() + object.size());
+}
+inline cmskit::IdentObj Obj(const Bytes& bytes) {
+  return cmskit::IdentObj(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+
+inline Bytes Pattern(size_t size, unsigned seed = 1) {
+  Bytes out(size);
+  std::mt19937 generator(seed);
+  for (BYTE& b : out) b = static_cast<BYTE>(generator());
+  return out;
+}
+
+inline size_t Find(const Bytes& haystack, const Bytes& needle) {
+  return static_cast<size_t>(std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) -
+                             haystack.begin());
+}
+
+inline Bytes ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void WriteBytes(const std::string& path, const Bytes& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline std::string TestData(const std::string& name) { return std::string(CMSKIT_TEST_DATA) + "/" + name; }
+
+// A private folder removed with everything in it.
+class TempDir {
+ public:
+  TempDir() {
+    path_ =
+        std::filesystem::temp_directory_path() / ("cmskit-test-" + std::to_string(std::random_device()()));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  std::string Path(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline bool Shell(const std::string& command) {
+  return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0;
+}
+
+// RSA signers and recipients with self-signed certificates (NAME.crt,
+// NAME.key, NAME.cer in DER), made on first use, and messages made of them by
+// the openssl command. ok() is false without the command (Windows, Wine).
+class Openssl {
+ public:
+  static Openssl& Get() {
+    static Openssl instance;
+    return instance;
+  }
+  bool ok() const { return ok_; }
+  std::string Path(const std::string& name) const { return dir_.Path(name); }
+
+  std::string Cert(const std::string& who, const std::string& extra = "") {
+    const std::string crt = Path(who + ".crt");
+    if (!std::filesystem::exists(crt))
+      Shell("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + who + "/O=cmskit " + extra +
+            " -keyout " + Path(who + ".key") + " -out " + crt + " && openssl x509 -in " + crt +
+            " -outform DER -out " + Path(who + ".cer"));
+    return crt;
+  }
+
+  // `openssl TOOL -binary -outform DER` of `content` with `options`, where
+  // the words +NAME add NAME as signer (-signer, -inkey) and @NAME as
+  // recipient. Empty when openssl fails.
+  Bytes Make(const Bytes& content, const std::string& options, const std::string& name = "message") {
+    const std::string in = Path(name + ".content"), out = Path(name + ".der");
+    WriteBytes(in, content);
+    std::string command = "openssl " + options.substr(0, options.find(' ')) + " -binary -outform DER";
+    std::string recipients;
+    for (size_t at = options.find(' '); at < options.size();) {
+      const size_t end = std::min(options.find(' ', at + 1), options.size());
+      const std::string word = options.substr(at + 1, end - at - 1);
+      if (!word.empty() && word[0] == '+')
+        command += " -signer " + Cert(word.substr(1)) + " -inkey " + Path(word.substr(1) + ".key");
+      else if (!word.empty() && word[0] == '@')
+        recipients += " " + Cert(word.substr(1));
+      else
+        command += " " + word;
+      at = end;
+    }
+    std::remove(out.c_str());
+    return Shell(command + " -in " + in + " -out " + out + recipients) ? ReadBytes(out) : Bytes();
+  }
+
+ private:
+  Openssl() : ok_(Shell("openssl version")) {}
+  TempDir dir_;
+  bool ok_;
+};
+
+}  // namespace cmskit_testing
+
+#endif
