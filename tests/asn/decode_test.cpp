@@ -77,15 +77,6 @@ TEST(ASNTDecodeElement, ObjectIdentifiers) {
   }
 }
 
-TEST(ASNTDecodeElement, OidTextRoundTrip) {
-  for (const char* oid : {"1.2.643.2.2.21", "1.2.840.113549.1.7.2", "2.5.29.17", "0.9.2342.19200300.100.1.25",
-                          "1.3.6.1.4.1.4294967295"}) {
-    const IdentObj element = ASNTEncodeElement(Universal(6), oid, static_cast<DWORD>(strlen(oid)));
-    int status = -1;
-    EXPECT_EQ(Text(DecodeBytes(Bytes(element.data(), element.data() + element.size()), &status)), oid);
-  }
-}
-
 TEST(ASNTDecodeElement, IndefiniteInfoIsRefused) {
   const Bytes element = Hex("30 80 05 00 00 00");
   ASNTElementInfo info;

@@ -81,16 +81,6 @@ TEST(Hostile, Vectors) {
   }
 }
 
-TEST(Hostile, EightOctetLengthKeepsTheLowFourOctets) {
-  // 0x100000003 becomes 3: the element is then an ordinary one.
-  const Bytes bytes = Hex("30 88 00 00 00 01 00 00 00 03 02 01 05");
-  std::list<IdentObj> out;
-  int status = -1;
-  EXPECT_EQ(ASNTGetSequence(out, bytes.data(), static_cast<DWORD>(bytes.size()), &status), bytes.size());
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(HexList(out), std::vector<std::string>{"02 01 05"});
-}
-
 TEST(Hostile, EveryTruncationOfRealElements) {
   TreeGen gen(5);
   for (int i = 0; i < 60; ++i) {

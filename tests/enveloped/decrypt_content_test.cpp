@@ -128,17 +128,6 @@ TEST_F(DecryptContentTest, PrimitiveContentOnAllFourPaths) {
   }
 }
 
-TEST_F(DecryptContentTest, TwoWholeBlocksInAFileAreTwoNonFinalCalls) {
-  const Bytes plain = Pattern(8176, 4);
-  EncryptedContentInfo eci = InFile(Message(Encrypt(plain), false));
-  ASSERT_EQ(8192u, eci.contentLength);
-  bool ok = false;
-  const Bytes out = ToFile(eci, &ok);
-  EXPECT_TRUE(ok);
-  ASSERT_EQ(8192u, out.size());
-  EXPECT_EQ(Bytes(16, 0x10), Bytes(out.end() - 16, out.end()));
-}
-
 TEST_F(DecryptContentTest, APartialBlockIsOneFinalCallOfTheRemainder) {
   const Bytes plain = Pattern(5000, 5);
   Bytes cipher = Encrypt(plain);
@@ -205,33 +194,6 @@ TEST_F(DecryptContentTest, PiecesTowardsMemoryAreEachFinal) {
   }
 }
 
-TEST_F(DecryptContentTest, AStreamedCbcMessageDoesNotDecryptIntoMemory) {
-  // The first piece, taken as a message of its own, ends in 'A' bytes, not
-  // in padding.
-  const Bytes plain(10000, 'A');
-  EncryptedContentInfo eci = InMemory(Message(Pieces(Encrypt(plain), 4096), true));
-  bool ok = true;
-  DWORD error = 0;
-  ToMemory(eci, plain.size(), &ok, &error);
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(kBadData, error);
-}
-
-TEST_F(DecryptContentTest, PiecesOfStoredLengthTwoGiveNothing) {
-  const Bytes message = Message(Bytes(), true, true);
-  bool ok = false;
-  EncryptedContentInfo memory = InMemory(message);
-  ASSERT_EQ(2u, memory.encryptedContent.size());
-  EXPECT_EQ(Bytes(), ToMemory(memory, 10, &ok));
-  EXPECT_TRUE(ok);
-  EncryptedContentInfo file = InFile(message);
-  ASSERT_EQ(2u, file.contentLength);
-  EXPECT_EQ(Bytes(), ToFile(file, &ok));
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(Bytes(), ToMemory(file, 0, &ok));
-  EXPECT_TRUE(ok);
-}
-
 TEST_F(DecryptContentTest, AMalformedPieceThrows) {
   // The second piece claims more octets than there are.
   const Bytes pieces = Cat({Tlv(0x04, Encrypt(Pattern(20, 10))), Hex("04 82 10 00 01 02")});
@@ -243,26 +205,6 @@ TEST_F(DecryptContentTest, AMalformedPieceThrows) {
   const std::string target = dir_.Path("malformed");
   ToSignStruct fileOut = FileOut(target);
   EXPECT_THROW(DecryptContent(Ready(), file, fileOut), XTOOStatus);
-}
-
-TEST_F(DecryptContentTest, RoomIsCheckedBeforeCopying) {
-  const Bytes plain = Pattern(1000, 11);
-  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
-  EXPECT_EQ(1008u, eci.GetOpenTextSize());
-  bool ok = false;
-  DWORD error = 0;
-  EXPECT_EQ(plain, ToMemory(eci, plain.size(), &ok));
-  EXPECT_TRUE(ok);
-  ToMemory(eci, plain.size() - 1, &ok, &error);
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(kOutOfRoom, error);
-  // A range that ends before it begins has no room at all.
-  Bytes buffer(2000);
-  ToSignStruct out = MemoryOut(buffer, 10, 0);
-  out.end = 5;
-  EXPECT_FALSE(DecryptContent(Ready(), eci, out));
-  EXPECT_EQ(kOutOfRoom, GetLastError());
-  EXPECT_EQ(5u, out.end);
 }
 
 TEST_F(DecryptContentTest, MissingBuffersAndFilesAreReported) {
@@ -290,23 +232,6 @@ TEST_F(DecryptContentTest, MissingBuffersAndFilesAreReported) {
   ToMemory(nameless, 200, &ok, &error);
   EXPECT_FALSE(ok);
   EXPECT_EQ(kBadArguments, error);
-}
-
-TEST_F(DecryptContentTest, AWrongKeyIsThePlatformsFailure) {
-  const Bytes plain(64, 'A');
-  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
-  KeyHandle other(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 99)));
-  ASNAlgorithmIdentifier alg = CbcAlgorithm(kAes128Oid, iv_);
-  ASSERT_TRUE(DecryptKeyParam(other.handle, alg));
-  Bytes buffer(100);
-  ToSignStruct out = MemoryOut(buffer, 0, 100);
-  EXPECT_FALSE(DecryptContent(other.handle, eci, out));
-  EXPECT_EQ(kBadData, GetLastError());
-  EXPECT_EQ(100u, out.end);
-  const HCRYPTKEY destroyed = other.handle;
-  other.Reset();
-  EXPECT_FALSE(DecryptContent(destroyed, eci, out));
-  EXPECT_NE(0u, GetLastError());
 }
 
 // A stream cipher shows the calls themselves: every byte comes back whatever

@@ -141,18 +141,6 @@ TEST_F(KeyParamsTest, EncryptingSideSetsAndEncodesTheIv) {
   EXPECT_EQ(Hex("05 00"), ToBytes(untouched));
 }
 
-TEST_F(KeyParamsTest, NewInitVectorsAreRandomAndLeaveTheKey) {
-  IdentObj first, second;
-  ASSERT_TRUE(GenerateNewInitVector(key_.handle, prov_.handle, first));
-  ASSERT_TRUE(GenerateNewInitVector(key_.handle, prov_.handle, second));
-  EXPECT_EQ(16u, first.size());
-  EXPECT_NE(ToBytes(first), ToBytes(second));
-  EXPECT_EQ(start_, KeyIv(key_.handle));
-  IdentObj none;
-  EXPECT_FALSE(GenerateNewInitVector(0, prov_.handle, none));
-  EXPECT_TRUE(none.IsEmpty());
-}
-
 // GOST 28147-89 keys need a provider that has them (on Linux the gost engine).
 class GostKeyParamsTest : public ::testing::Test {
  protected:

@@ -190,41 +190,6 @@ TEST_F(GetEncryptionKeyTest, TheFirstRecipientNamedByIssuerAndSerialWins) {
   }
 }
 
-TEST_F(GetEncryptionKeyTest, AMatchWithoutAnEncryptedKeyIsNoMatch) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "first"));
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "second"));
-  message.recipientInfos.front().encryptedKey.Clear();
-  int error = kUntouched;
-  EXPECT_EQ(0, Import(message, cert_, &error));
-  EXPECT_EQ(static_cast<int>(kBadArguments), error);
-  // Without pError the status itself reaches the caller.
-  try {
-    Import(message, cert_, nullptr);
-    ADD_FAILURE() << "no exception";
-  } catch (const XTOOStatus& e) {
-    EXPECT_EQ(kStatusBadArgument, e.GetStatus());
-    EXPECT_STREQ("EnvelopedData::GetEncryptionKey", e.GetMessage().c_str());
-  }
-}
-
-TEST_F(GetEncryptionKeyTest, ANullCertificateOrProviderIsError160WithPErrorUntouched) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "key"));
-  ASNAlgorithmIdentifier alg(kTestOid, IdentObj());
-  const CERT_CONTEXT* none = nullptr;
-  HCRYPTPROV noProv = 0;
-  int error = kUntouched;
-  SetLastError(0);
-  EXPECT_EQ(0, message.GetEncryptionKey(none, prov_.handle, key_, alg, &error));
-  EXPECT_EQ(kBadArguments, GetLastError());
-  EXPECT_EQ(kUntouched, error);
-  SetLastError(0);
-  EXPECT_EQ(0, message.GetEncryptionKey(cert_, noProv, key_, alg, nullptr));
-  EXPECT_EQ(kBadArguments, GetLastError());
-  EXPECT_EQ(0, LastCall().count);
-}
-
 TEST_F(GetEncryptionKeyTest, PlatformFailuresArriveMapped) {
   EnvelopedData message;
   message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "FAIL"));

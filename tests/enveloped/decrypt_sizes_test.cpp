@@ -24,19 +24,6 @@ TEST(GetOpenTextSizeTest, IsTheStoredOrRecordedLength) {
   EXPECT_EQ(5000u, eci.GetOpenTextSize());
 }
 
-TEST(GetEncryptSizeTest, AKeyWithoutAGostParameterSetGivesZero) {
-  ProviderHandle prov;
-  ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
-  KeyHandle key(ImportPlainKey(prov.handle, CALG_AES_128, Pattern(16, 1)));
-  EncryptedContentInfo eci;
-  SetLastError(0);
-  EXPECT_EQ(0u, eci.GetEncryptSize(key.handle, 10000, 2));
-  EXPECT_NE(0u, GetLastError());
-  SetLastError(0);
-  EXPECT_EQ(0u, eci.GetEncryptSize(0, 10000, 2));
-  EXPECT_NE(0u, GetLastError());
-}
-
 // Header octets of a definite length.
 DWORD HeaderLength(uint64_t length) {
   if (length < 0x80) return 2;

@@ -88,38 +88,6 @@ TEST_F(EncryptedContentFile, LeavesPrimitiveContentInTheFile) {
   EXPECT_EQ(file.Tell(), static_cast<int32_t>(4 + eci.size()));
 }
 
-TEST_F(EncryptedContentFile, ConstructedIndefiniteContent) {
-  const Bytes eci = StreamedEci();
-  CTOOFile file = Stage(eci);
-  EncryptedContentInfo target;
-  ASSERT_EQ(target.ReadObject(file), eci.size());
-  EXPECT_EQ(target.flags, 3u);
-  EXPECT_EQ(target.contentOffset, 37u);
-  EXPECT_EQ(target.contentLength, kPieces.size());
-  // The memory reader sees the same element the same way.
-  EncryptedContentInfo inMemory;
-  EXPECT_EQ(inMemory.ReadObject(eci.data(), static_cast<DWORD>(eci.size())), eci.size());
-}
-
-TEST_F(EncryptedContentFile, WithoutContentStopsAtTheNextElement) {
-  const Bytes eci = Eci({});
-  const Bytes next = Hex("A1 02 05 00");
-  CTOOFile file = Stage(eci, {}, next);
-  EncryptedContentInfo target;
-  target.contentOffset = 9;
-  target.contentLength = 9;
-  ASSERT_EQ(target.ReadObject(file), eci.size());
-  EXPECT_EQ(target.contentOffset, 0u);
-  EXPECT_EQ(target.contentLength, 0u);
-  EXPECT_EQ(file.Tell(), static_cast<int32_t>(eci.size()));
-  // An indefinite EncryptedContentInfo without [0]: the next header (its end-
-  // of-contents) is put back, then consumed as the closing octets.
-  const Bytes open = Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("00 00")});
-  CTOOFile second = Stage(open, {}, next);
-  ASSERT_EQ(target.ReadObject(second), open.size());
-  EXPECT_EQ(target.contentLength, 0u);
-}
-
 TEST_F(EncryptedContentFile, SwapsTheCodesOfTheMemoryReader) {
   struct Case {
     const char* name;

@@ -67,24 +67,6 @@ TEST_F(EnvelopedDataTest, ReadsAndWritesTheStandardLayout) {
   EXPECT_EQ(WriteToFile(data), message);
 }
 
-TEST_F(EnvelopedDataTest, FileReaderLeavesTheContentInTheFile) {
-  const Bytes message = Standard();
-  const std::string path = Stage(Cat({Hex("05 00"), message}));
-  CTOOFile file(path.c_str(), "rb");
-  file.Seek(2, SEEK_SET);
-  EnvelopedData data;
-  ASSERT_EQ(data.ReadObject(file), message.size());
-  const EncryptedContentInfo& eci = data.encryptedContentInfo;
-  EXPECT_EQ(eci.flags, 1u);
-  EXPECT_EQ(eci.contentLength, kContent.size());
-  EXPECT_EQ(eci.contentOffset, 2 + message.size() - kContent.size());
-  EXPECT_STREQ(eci.fileName.c_str(), path.c_str());
-  EXPECT_EQ(data.recipientInfos.size(), 2u);
-  file.Close();
-  EXPECT_EQ(ToBytes(data.WriteObject()), message);
-  EXPECT_EQ(WriteToFile(data), message);
-}
-
 TEST_F(EnvelopedDataTest, OriginatorInfoAndAttributesRoundTrip) {
   const Bytes message = Message(2, Cat({Originator(), Tlv(0x31, RecipientEl(5)), EciEl(), Attrs()}));
   EnvelopedData data;
@@ -118,42 +100,6 @@ TEST_F(EnvelopedDataTest, AttributesAreReadOnlyWhenVersionIsNotZero) {
   const Bytes other = Message(1, Cat({Tlv(0x31, RecipientEl(5)), EciEl(), Hex("A2 02 05 00")}));
   EXPECT_EQ(data.ReadObject(other.data(), Size(other)), other.size() - 2);
   EXPECT_TRUE(data.unprotectedAttrs.empty());
-}
-
-// Without originatorInfo and attributes the EnvelopedData SEQUENCE holds
-// version, recipientInfos and encryptedContentInfo: nothing stands in for the
-// absent parts, which keeps the standard layout byte for byte.
-TEST_F(EnvelopedDataTest, WritesNothingForAbsentOriginatorOrAttributes) {
-  EnvelopedData data;
-  TransRecipientInfo recipient;
-  recipient.subjectKeyIdentifier = Obj(Hex("01 02"));
-  recipient.keyEncryptionAlgorithm = Obj(RsaAlgorithm());
-  recipient.encryptedKey = Obj(kEncryptedKey);
-  data.recipientInfos.push_back(recipient);
-  data.encryptedContentInfo.encryptedContent = Obj(kContent);
-  data.encryptedContentInfo.contentEncryptionAlgorithm.id = "1.2.840.113549.3.7";
-  const IdentObj message = data.WriteObject();
-  std::list<IdentObj> outer, wrapper, fields;
-  ASNTGetSequence(outer, message.data(), message.size(), nullptr);
-  ASSERT_EQ(outer.size(), 2u);
-  ASNTGetSequence(wrapper, outer.back().data(), outer.back().size(), nullptr);
-  ASNTGetSequence(fields, wrapper.front().data(), wrapper.front().size(), nullptr);
-  EXPECT_EQ(fields.size(), 3u);
-  // The key-identifier recipient reads back as written.
-  EnvelopedData read;
-  ASSERT_EQ(read.ReadObject(message.data(), message.size()), message.size());
-  EXPECT_EQ(ToHex(read.recipientInfos.front().subjectKeyIdentifier), "01 02");
-  EXPECT_EQ(ToBytes(read.WriteObject()), ToBytes(message));
-}
-
-TEST_F(EnvelopedDataTest, OtherContentTypeLeavesTheObjectEmpty) {
-  const Bytes signedData = Tlv(0x30, Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 02"), Tlv(0xA0, Hex("30 00"))}));
-  EnvelopedData data;
-  data.unprotectedAttrs.push_back(Obj(Hex("05 00")));
-  int error = -1;
-  EXPECT_EQ(data.ReadObject(signedData.data(), Size(signedData), &error), 13u);
-  EXPECT_EQ(error, 0);
-  EXPECT_TRUE(data.recipientInfos.empty() && data.unprotectedAttrs.empty());
 }
 
 TEST_F(EnvelopedDataTest, StructuralFaults) {

@@ -14,15 +14,6 @@ const Bytes kCrl = Hex("30 03 02 01 03");
 Bytes CertsElement() { return Tlv(0xA0, Tlv(0x31, Cat({kCert1, kCert2}))); }
 Bytes CrlsElement() { return Tlv(0xA1, Tlv(0x31, kCrl)); }
 
-TEST(OriginatorInfo, EmptyWritesNothing) {
-  OriginatorInfo info;
-  EXPECT_TRUE(info.IsEmpty());
-  int error = -1;
-  EXPECT_TRUE(info.WriteObject(&error).IsEmpty());
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(info.GetObjectSize(), 0u);
-}
-
 TEST(OriginatorInfo, WritesEachListInsideItsWrapper) {
   OriginatorInfo info;
   info.certs = {Obj(kCert1), Obj(kCert2)};
@@ -44,17 +35,6 @@ TEST(OriginatorInfo, ReadsEitherOrderAndAppends) {
   EXPECT_EQ(error, 0);
   EXPECT_EQ(HexList(info.certs), (std::vector<std::string>{ToHex(kCrl), ToHex(kCert1), ToHex(kCert2)}));
   EXPECT_EQ(HexList(info.crls), (std::vector<std::string>{ToHex(kCrl)}));
-}
-
-TEST(OriginatorInfo, NullInput) {
-  OriginatorInfo info;
-  info.certs = {Obj(kCert1)};
-  EXPECT_EQ(info.ReadObject(nullptr, 0), 0u);
-  EXPECT_EQ(info.certs.size(), 1u);
-  int error = 0;
-  EXPECT_EQ(info.ReadObject(nullptr, 5, &error), 0u);
-  EXPECT_EQ(error, 160);
-  ExpectThrowsStatus([&] { info.ReadObject(nullptr, 5); }, 28, "OriginatorInfo::ReadObject");
 }
 
 TEST(OriginatorInfo, RefusesOtherWrappersAndBrokenSets) {

@@ -125,25 +125,6 @@ TEST_F(CertificateTest, HostileEncodingsAreRefused) {
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
 }
 
-TEST_F(CertificateTest, ContextsAreCountedReferences) {
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
-  ASSERT_NE(nullptr, cert);
-  EXPECT_EQ(cert, CertDuplicateCertificateContext(cert));
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-  EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-  EXPECT_FALSE(CertFreeCertificateContext(cert));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-  CERT_CONTEXT foreign = {};
-  EXPECT_FALSE(CertFreeCertificateContext(&foreign));
-  EXPECT_EQ(nullptr, CertDuplicateCertificateContext(&foreign));
-  EXPECT_TRUE(CertFreeCertificateContext(nullptr));
-  DWORD length = 0;
-  EXPECT_FALSE(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-}
-
 TEST_F(CertificateTest, KeyProviderInfoFollowsTheSizeQueryProtocol) {
   PCCERT_CONTEXT cert =
       CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
@@ -203,6 +184,25 @@ TEST_F(CertificateTest, KeyProviderInfoFollowsTheSizeQueryProtocol) {
   EXPECT_FALSE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
   EXPECT_TRUE(CertFreeCertificateContext(cert));
+}
+
+TEST_F(CertificateTest, ContextsAreCountedReferences) {
+  PCCERT_CONTEXT cert =
+      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
+  ASSERT_NE(nullptr, cert);
+  EXPECT_EQ(cert, CertDuplicateCertificateContext(cert));
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+  EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+  EXPECT_FALSE(CertFreeCertificateContext(cert));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  CERT_CONTEXT foreign = {};
+  EXPECT_FALSE(CertFreeCertificateContext(&foreign));
+  EXPECT_EQ(nullptr, CertDuplicateCertificateContext(&foreign));
+  EXPECT_TRUE(CertFreeCertificateContext(nullptr));
+  DWORD length = 0;
+  EXPECT_FALSE(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
 }
 
 }  // namespace

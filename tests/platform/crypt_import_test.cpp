@@ -254,17 +254,6 @@ TEST_F(GostCmsTest, DamagedKeyTransportFailsItsMacCheck) {
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), ImportEnvelopeKey(prov_.handle, damaged, &key.handle));
 }
 
-TEST_F(GostCmsTest, KeysAreIndependentOfTheirProvider) {
-  KeyHandle key;
-  ASSERT_EQ(0u, ImportEnvelopeKey(prov_.handle, envelope_, &key.handle));
-  ASSERT_TRUE(CryptReleaseContext(prov_.handle, 0));
-  prov_.handle = 0;
-  ASSERT_TRUE(ApplyContentParams(key.handle, envelope_));
-  Bytes streamed;
-  ASSERT_TRUE(DecryptPieces(key.handle, envelope_.encryptedContent, 1000, &streamed));
-  EXPECT_EQ(plain_, streamed);
-}
-
 // Without the engine GOST is an algorithm the provider does not have: 0 when
 // both a GOST provider type and a GOST key are refused with the right codes.
 int GostRefusedWithoutEngine() {

@@ -273,35 +273,6 @@ TEST_F(KeysTest, StaleAndForeignHandlesAreRefused) {
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
 }
 
-TEST_F(KeysTest, ThreadsStreamTheirOwnKeysConcurrently) {
-  const Bytes key = PatternBytes(32, 18), iv = PatternBytes(16, 19), plain = PatternBytes(3000, 20);
-  Bytes encrypted = plain;
-  encrypted.resize(3008);
-  {
-    KeyHandle handle;
-    MakeKey(kCiphers[2], key, iv, &handle);
-    DWORD length = 3000;
-    ASSERT_TRUE(CryptEncrypt(handle.handle, 0, TRUE, 0, encrypted.data(), &length, 3008));
-  }
-  std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 50; ++i) {
-        HCRYPTKEY handle = 0;
-        Bytes streamed;
-        const bool ok = Import(CALG_AES_256, key, &handle) == 0 &&
-                        CryptSetKeyParam(handle, KP_IV, iv.data(), 0) &&
-                        DecryptPieces(handle, encrypted, 1008, &streamed) && streamed == plain &&
-                        CryptDestroyKey(handle) && !CryptDestroyKey(handle);
-        if (!ok) ++failures;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(0, failures.load());
-}
-
 }  // namespace
 }  // namespace crypt_test
 }  // namespace cmskit

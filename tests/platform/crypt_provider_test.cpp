@@ -54,16 +54,6 @@ TEST(CryptProviderTest, KeyFamilyMustMatchTheProviderType) {
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(rsa.c_str(), PROV_GOST_2012_256, 0));
 }
 
-TEST(CryptProviderTest, EncryptedKeyFilesAreRefusedWithoutPrompting) {
-  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
-  ScratchDir dir;
-  const std::string key = dir.File("key.pem");
-  ASSERT_TRUE(
-      Shell("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes128 -pass pass:secret -out " +
-            key + " </dev/null"));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(key.c_str(), PROV_RSA_AES, 0));
-}
-
 TEST(CryptProviderTest, ReleasedAndForeignProvidersAreRefused) {
   HCRYPTPROV prov = 0;
   ASSERT_TRUE(CryptAcquireContextA(&prov, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
@@ -99,6 +89,16 @@ TEST(CryptProviderTest, WideContainerNamesAreUtf8Paths) {
   HCRYPTPROV other = 0;
   EXPECT_FALSE(CryptAcquireContextW(&other, notACharacter, nullptr, PROV_RSA_FULL, 0));
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
+TEST(CryptProviderTest, EncryptedKeyFilesAreRefusedWithoutPrompting) {
+  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
+  ScratchDir dir;
+  const std::string key = dir.File("key.pem");
+  ASSERT_TRUE(
+      Shell("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes128 -pass pass:secret -out " +
+            key + " </dev/null"));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(key.c_str(), PROV_RSA_AES, 0));
 }
 
 }  // namespace

@@ -63,63 +63,6 @@ TEST_F(ShimFiles, AttributesMapReadOnlyAndDirectory) {
   EXPECT_FALSE(SetFileAttributesA(Path("missing").c_str(), FILE_ATTRIBUTE_READONLY));
 }
 
-TEST_F(ShimFiles, SplitPath) {
-  struct Case {
-    const char* path;
-    const char* drive;
-    const char* dir;
-    const char* name;
-    const char* ext;
-  };
-  const Case cases[] = {
-      {"C:\\dir\\sub\\name.ext", "C:", "\\dir\\sub\\", "name", ".ext"},
-      {"dir/archive.tar.gz", "", "dir/", "archive.tar", ".gz"},
-      {"/a\\b/c", "", "/a\\b/", "c", ""},
-      {"plain", "", "", "plain", ""},
-      {"D:", "D:", "", "", ""},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.path);
-    char drive[_MAX_DRIVE + 1], dir[_MAX_DIR], name[_MAX_FNAME], ext[_MAX_EXT];
-    _splitpath(c.path, drive, dir, name, ext);
-    EXPECT_STREQ(drive, c.drive);
-    EXPECT_STREQ(dir, c.dir);
-    EXPECT_STREQ(name, c.name);
-    EXPECT_STREQ(ext, c.ext);
-  }
-}
-
-TEST_F(ShimFiles, FindFirstAndNextWalkAFolder) {
-  MakeFile("a.txt", "12345");
-  MakeFile("b.txt", "");
-  MakeFile("c.bin", "");
-  ASSERT_EQ(_mkdir(Path("sub").c_str()), 0);
-
-  std::set<std::string> names;
-  _finddata_t entry;
-  intptr_t handle = _findfirst(Path("*").c_str(), &entry);
-  ASSERT_NE(handle, -1);
-  do {
-    names.insert(entry.name);
-    const std::string name = entry.name;
-    EXPECT_EQ((entry.attrib & _A_SUBDIR) != 0, name == "sub" || name == "." || name == "..") << name;
-    if (name == "a.txt") {
-      EXPECT_EQ(entry.size, 5u);
-    }
-  } while (_findnext(handle, &entry) == 0);
-  EXPECT_EQ(_findclose(handle), 0);
-  EXPECT_EQ(names, (std::set<std::string>{".", "..", "a.txt", "b.txt", "c.bin", "sub"}));
-
-  names.clear();
-  handle = _findfirst(Path("*.txt").c_str(), &entry);
-  ASSERT_NE(handle, -1);
-  do names.insert(entry.name);
-  while (_findnext(handle, &entry) == 0);
-  _findclose(handle);
-  EXPECT_EQ(names, (std::set<std::string>{"a.txt", "b.txt"}));
-  EXPECT_EQ(_findfirst(Path("*.none").c_str(), &entry), -1);
-}
-
 // Windows paths reach the shim with backslashes; on Linux they must name the
 // same files as slashes do.
 TEST_F(ShimFiles, BackslashPathsAreAccepted) {
@@ -160,6 +103,37 @@ TEST_F(ShimFiles, CopyAndOpenFailuresSetTheLastError) {
   SetLastError(0);
   EXPECT_EQ(fopen(Path("missing").c_str(), "rb"), nullptr);  // the open's cause, as on Windows
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST_F(ShimFiles, FindFirstAndNextWalkAFolder) {
+  MakeFile("a.txt", "12345");
+  MakeFile("b.txt", "");
+  MakeFile("c.bin", "");
+  ASSERT_EQ(_mkdir(Path("sub").c_str()), 0);
+
+  std::set<std::string> names;
+  _finddata_t entry;
+  intptr_t handle = _findfirst(Path("*").c_str(), &entry);
+  ASSERT_NE(handle, -1);
+  do {
+    names.insert(entry.name);
+    const std::string name = entry.name;
+    EXPECT_EQ((entry.attrib & _A_SUBDIR) != 0, name == "sub" || name == "." || name == "..") << name;
+    if (name == "a.txt") {
+      EXPECT_EQ(entry.size, 5u);
+    }
+  } while (_findnext(handle, &entry) == 0);
+  EXPECT_EQ(_findclose(handle), 0);
+  EXPECT_EQ(names, (std::set<std::string>{".", "..", "a.txt", "b.txt", "c.bin", "sub"}));
+
+  names.clear();
+  handle = _findfirst(Path("*.txt").c_str(), &entry);
+  ASSERT_NE(handle, -1);
+  do names.insert(entry.name);
+  while (_findnext(handle, &entry) == 0);
+  _findclose(handle);
+  EXPECT_EQ(names, (std::set<std::string>{"a.txt", "b.txt"}));
+  EXPECT_EQ(_findfirst(Path("*.none").c_str(), &entry), -1);
 }
 
 }  // namespace
