@@ -31,7 +31,6 @@ inline Bytes Cat(std::initializer_list<Bytes> parts) {
   return out;
 }
 
-inline Bytes ToBytes(const IdentObj& object) { return Bytes(object.data(), object.data() + object.size()); }
 
 // Well-known elements of the vectors below.
 inline Bytes DataOid() { return Hex("06 09 2A 86 48 86 F7 0D 01 07 01"); }
