@@ -103,7 +103,8 @@ class GetEncryptionKeyTest : public ::testing::Test {
   int Import(std::vector<TransRecipientInfo> recipients, const CERT_CONTEXT* cert, int* error,
              const char* oid = kTestOid) {
     EnvelopedData message;
-    message.recipientInfos.assign(recipients.begin(), recipients.end());
+    message.recipientInfos.resize(recipients.size());
+    std::copy(recipients.begin(), recipients.end(), message.recipientInfos.begin());  // by assignment
     ASNAlgorithmIdentifier alg(oid, Obj(Tlv(0x04, Pattern(16, 1))));
     key_ = 0;
     *error = kUntouched;

@@ -88,7 +88,7 @@ TEST_F(RsaRecipientTest, KeyWrappedByPkeyutlImportsAndDecryptsEnc) {
                     dir_.File("plain") + " -out " + dir_.File("cipher")));
   Envelope envelope;
   envelope.contentOid = "2.16.840.1.101.3.4.1.2";
-  envelope.contentParams = {posix::kDerOctetString, 16};
+  envelope.contentParams = {0x04, 16};
   envelope.contentParams.insert(envelope.contentParams.end(), iv.begin(), iv.end());
   envelope.iv = iv;
   envelope.encryptedKey = ReadBytes(dir_.File("wrapped"));
