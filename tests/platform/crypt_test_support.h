@@ -8,21 +8,26 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <list>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "cmskit/asn_codec.h"
+#include "enveloped/enveloped_test_util.h"
 #include "platform/posix/crypt_der.h"
 #include "platform/win32.h"
 
 namespace cmskit {
 namespace crypt_test {
 
-using Bytes = std::vector<BYTE>;
+// Handles, files and key parameters as the enveloped tests have them.
+using test::Bytes;
+using test::KeyHandle;
+using test::KeyParam;
+using ProvHandle = test::ProviderHandle;
+inline Bytes ReadBytes(const std::string& path) { return test::ReadFileBytes(path); }
+inline void WriteBytes(const std::string& path, const Bytes& bytes) { test::WriteFileBytes(path, bytes); }
 
 inline std::string DataFile(const std::string& name) {
   return std::string(CMSKIT_TEST_DATA) + "/crypt/" + name;
@@ -48,16 +53,6 @@ inline bool HaveGost() {
   return have;
 }
 
-inline Bytes ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void WriteBytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
 inline Bytes PatternBytes(size_t size, unsigned seed) {
   std::mt19937 generator(seed);
   Bytes bytes(size);
@@ -73,16 +68,6 @@ inline std::string Hex(const Bytes& bytes) {
     text += kDigits[b & 15];
   }
   return text;
-}
-
-// A key parameter by the size-query protocol.
-inline Bytes KeyParam(HCRYPTKEY key, DWORD param) {
-  DWORD length = 0;
-  if (!CryptGetKeyParam(key, param, nullptr, &length, 0)) return Bytes();
-  Bytes value(length);
-  if (!CryptGetKeyParam(key, param, value.data(), &length, 0)) return Bytes();
-  value.resize(length);
-  return value;
 }
 
 // A folder under the system's temporary folder, removed with its contents.
@@ -103,23 +88,6 @@ class ScratchDir {
  private:
   std::string path_;
 };
-
-// A provider or key handle released at the end of its scope.
-template <class Handle, BOOL (*Release)(Handle)>
-class Owned {
- public:
-  Owned() = default;
-  ~Owned() {
-    if (handle) Release(handle);
-  }
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  Handle handle = 0;
-};
-
-inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 0); }
-using ProvHandle = Owned<HCRYPTPROV, ReleaseProvider>;
-using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
 
 // The parts of a single-recipient EnvelopedData that key import and content
 // decryption need.
