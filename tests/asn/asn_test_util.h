@@ -136,57 +136,53 @@ class TreeGen {
     return Bytes(oid.begin(), oid.end());
   }
 
+  static Node Element(const ASNTElementInfo& info, const void* value, size_t size) {
+    Node node;
+    node.info = info;
+    node.der = ASNTEncodeElement(info, value, static_cast<DWORD>(size));
+    return node;
+  }
+  static Node Element(const ASNTElementInfo& info, const Bytes& value) {
+    return Element(info, value.data(), value.size());
+  }
+
   Node Time(uint32_t tag, WORD firstYear, WORD years) {
     const FILETIME t =
         MakeFileTime(static_cast<WORD>(firstYear + Pick(years)), static_cast<WORD>(1 + Pick(12)),
                      static_cast<WORD>(1 + Pick(28)), static_cast<WORD>(Pick(24)),
                      static_cast<WORD>(Pick(60)), static_cast<WORD>(Pick(60)));
-    Node node;
-    node.info = Universal(tag);
-    node.der = ASNTEncodeElement(node.info, &t, sizeof t);
-    return node;
+    return Element(Universal(tag), &t, sizeof t);
   }
 
   Node Leaf() {
-    Node node;
     Bytes value;
     switch (Pick(10)) {
-      case 0:  // INTEGER
-        node.info = Universal(2);
+      case 0:  // INTEGER, never empty
         value = RandomBytes(24);
-        if (value.empty()) value.push_back(0);
-        break;
-      case 1:  // BOOLEAN
-        node.info = Universal(1);
-        value = RandomBytes(2);
-        break;
-      case 2:  // NULL
-        node.info = Universal(5);
-        break;
+        return Element(Universal(2), value.empty() ? Bytes{0} : value);
+      case 1:
+        return Element(Universal(1), RandomBytes(2));  // BOOLEAN
+      case 2:
+        return Element(Universal(5), Bytes());  // NULL
       case 3:
-        node.info = Universal(6);
-        value = RandomOid();
-        break;
+        return Element(Universal(6), RandomOid());
       case 4:
         return Time(23, 1950, 100);
       case 5:
         return Time(24, 1601, 8000);
-      case 6:
-        node.info = Context(TagNumber(), false);
-        value = RandomBytes(40);
-        break;
+      case 6: {
+        const ASNTElementInfo info = Context(TagNumber(), false);
+        return Element(info, RandomBytes(40));
+      }
       case 7:  // BIT STRING with its unused-bits octet
-        node.info = Universal(3);
         value = RandomBytes(20);
         value.insert(value.begin(), static_cast<BYTE>(Pick(8)));
-        break;
-      default:
-        node.info = Universal(Pick(2) ? 4 : 19);
-        value = RandomBytes(Pick(4) == 0 ? 400 : 30);
-        break;
+        return Element(Universal(3), value);
+      default: {  // OCTET STRING or PrintableString, some long
+        const ASNTElementInfo info = Universal(Pick(2) ? 4 : 19);
+        return Element(info, RandomBytes(Pick(4) == 0 ? 400 : 30));
+      }
     }
-    node.der = ASNTEncodeElement(node.info, value.data(), static_cast<DWORD>(value.size()));
-    return node;
   }
 
   std::mt19937 rng_;
