@@ -1,10 +1,13 @@
-// Byte-vector helpers shared by the ASN.1 layer tests.
+// Byte helpers of the ASN.1 layer tests, and random element trees for the
+// property tests: every node knows its DER bytes and its children, and can be
+// written again with indefinite lengths (BER).
 #ifndef CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 #define CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 
 #include <cstdint>
 #include <cstdio>
 #include <list>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -19,9 +22,8 @@ using Bytes = std::vector<BYTE>;
 inline Bytes Hex(const std::string& text) {
   Bytes out;
   std::string digits;
-  for (char c : text) {
+  for (char c : text)
     if (c != ' ') digits += c;
-  }
   for (size_t i = 0; i + 1 < digits.size(); i += 2)
     out.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
   return out;
@@ -36,23 +38,26 @@ inline std::string ToHex(const BYTE* data, size_t size) {
   }
   return out;
 }
-
 inline std::string ToHex(const IdentObj& object) { return ToHex(object.data(), object.size()); }
 inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
-
 inline std::string Text(const IdentObj& object) {
   return std::string(reinterpret_cast<const char*>(object.data()), object.size());
 }
-
 inline IdentObj Obj(const Bytes& bytes) {
   return IdentObj(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+inline Bytes ToBytes(const IdentObj& object) { return Bytes(object.data(), object.data() + object.size()); }
+
+inline std::vector<std::string> HexList(const std::list<IdentObj>& items) {
+  std::vector<std::string> out;
+  for (const IdentObj& item : items) out.push_back(ToHex(item));
+  return out;
 }
 
 inline ASNTElementInfo Universal(uint32_t tag, bool constructed = false) {
   return ASNTElementInfo{kASNTUniversal, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
                          nullptr};
 }
-
 inline ASNTElementInfo Context(uint32_t tag, bool constructed) {
   return ASNTElementInfo{kASNTContext, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
                          nullptr};
@@ -60,24 +65,128 @@ inline ASNTElementInfo Context(uint32_t tag, bool constructed) {
 
 inline FILETIME MakeFileTime(WORD year, WORD month, WORD day, WORD hour, WORD minute, WORD second,
                              WORD ms = 0) {
-  SYSTEMTIME st{};
-  st.wYear = year;
-  st.wMonth = month;
-  st.wDay = day;
-  st.wHour = hour;
-  st.wMinute = minute;
-  st.wSecond = second;
-  st.wMilliseconds = ms;
+  const SYSTEMTIME st{year, month, 0, day, hour, minute, second, ms};
   FILETIME ft{};
   SystemTimeToFileTime(&st, &ft);
   return ft;
 }
 
-inline std::vector<std::string> HexList(const std::list<IdentObj>& items) {
-  std::vector<std::string> out;
-  for (const IdentObj& item : items) out.push_back(ToHex(item));
-  return out;
-}
+struct Node {
+  ASNTElementInfo info{};
+  std::vector<Node> children;
+  IdentObj der;
+};
+
+class TreeGen {
+ public:
+  explicit TreeGen(uint32_t seed) : rng_(seed) {}
+
+  Node Make(int depth) {
+    if (depth <= 0 || Pick(3) == 0) return Leaf();
+    Node node;
+    const uint32_t kind = Pick(3);
+    node.info = kind == 0   ? Universal(16, true)
+                : kind == 1 ? Universal(17, true)
+                            : Context(TagNumber(), true);
+    std::list<IdentObj> items;
+    for (uint32_t i = 0, count = Pick(6); i < count; ++i) {
+      node.children.push_back(Make(depth - 1));
+      items.push_back(node.children.back().der);
+    }
+    if (kind < 2) {
+      node.der = ASNTPutSequence(items, node.info.tagNumber, nullptr);
+      return node;
+    }
+    uint32_t total = 0;
+    for (const IdentObj& item : items) total += item.size();
+    IdentObj contents = ASNTPutSequence(items, 16, nullptr);
+    const uint32_t header = contents.size() - total;
+    node.der = ASNTEncodeElement(node.info, contents.data() + header, total);
+    return node;
+  }
+
+  // The same tree with every constructed length indefinite.
+  static Bytes Ber(const Node& node) {
+    if (node.children.empty() && !node.info.constructed) return ToBytes(node.der);
+    IdentObj header = ASNTEncodeElement(node.info, nullptr, 0);
+    Bytes out(header.data(), header.data() + header.size() - 1);
+    out.push_back(0x80);
+    for (const Node& child : node.children) {
+      const Bytes inner = Ber(child);
+      out.insert(out.end(), inner.begin(), inner.end());
+    }
+    out.insert(out.end(), {0x00, 0x00});
+    return out;
+  }
+
+ private:
+  uint32_t Pick(uint32_t n) { return std::uniform_int_distribution<uint32_t>(0, n - 1)(rng_); }
+  uint32_t TagNumber() { return Pick(4) == 0 ? 31 + Pick(5000) : Pick(31); }
+
+  Bytes RandomBytes(uint32_t maxLength) {
+    Bytes bytes(Pick(maxLength + 1));
+    for (BYTE& b : bytes) b = static_cast<BYTE>(Pick(256));
+    return bytes;
+  }
+
+  Bytes RandomOid() {
+    std::string oid = std::to_string(Pick(3)) + "." + std::to_string(Pick(40));
+    for (uint32_t i = 0, arcs = Pick(8); i < arcs; ++i)
+      oid += "." + std::to_string(Pick(2) ? Pick(128) : static_cast<uint32_t>(rng_()));
+    return Bytes(oid.begin(), oid.end());
+  }
+
+  static Node Element(const ASNTElementInfo& info, const void* value, size_t size) {
+    Node node;
+    node.info = info;
+    node.der = ASNTEncodeElement(info, value, static_cast<DWORD>(size));
+    return node;
+  }
+  static Node Element(const ASNTElementInfo& info, const Bytes& value) {
+    return Element(info, value.data(), value.size());
+  }
+
+  Node Time(uint32_t tag, WORD firstYear, WORD years) {
+    const FILETIME t =
+        MakeFileTime(static_cast<WORD>(firstYear + Pick(years)), static_cast<WORD>(1 + Pick(12)),
+                     static_cast<WORD>(1 + Pick(28)), static_cast<WORD>(Pick(24)),
+                     static_cast<WORD>(Pick(60)), static_cast<WORD>(Pick(60)));
+    return Element(Universal(tag), &t, sizeof t);
+  }
+
+  Node Leaf() {
+    Bytes value;
+    switch (Pick(10)) {
+      case 0:  // INTEGER, never empty
+        value = RandomBytes(24);
+        return Element(Universal(2), value.empty() ? Bytes{0} : value);
+      case 1:
+        return Element(Universal(1), RandomBytes(2));  // BOOLEAN
+      case 2:
+        return Element(Universal(5), Bytes());  // NULL
+      case 3:
+        return Element(Universal(6), RandomOid());
+      case 4:
+        return Time(23, 1950, 100);
+      case 5:
+        return Time(24, 1601, 8000);
+      case 6: {
+        const ASNTElementInfo info = Context(TagNumber(), false);
+        return Element(info, RandomBytes(40));
+      }
+      case 7:  // BIT STRING with its unused-bits octet
+        value = RandomBytes(20);
+        value.insert(value.begin(), static_cast<BYTE>(Pick(8)));
+        return Element(Universal(3), value);
+      default: {  // OCTET STRING or PrintableString, some long
+        const ASNTElementInfo info = Universal(Pick(2) ? 4 : 19);
+        return Element(info, RandomBytes(Pick(4) == 0 ? 400 : 30));
+      }
+    }
+  }
+
+  std::mt19937 rng_;
+};
 
 }  // namespace cmskit::test
 

@@ -5,12 +5,18 @@
 
 #include <algorithm>
 
-#include "enveloped/decrypt_test_util.h"
+#include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
 namespace {
 
 constexpr DWORD kJunk = 7;  // bytes in front of the message in its file
+
+// CBC padding of a whole plaintext: what stays when no final call is made.
+Bytes Padded(const Bytes& plain) {
+  const size_t pad = 16 - plain.size() % 16;
+  return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
+}
 
 class DecryptContentTest : public ::testing::Test {
  protected:
@@ -18,7 +24,6 @@ class DecryptContentTest : public ::testing::Test {
     ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << GetLastError();
     key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
     ASSERT_NE(0u, key_.handle);
-    iv_ = Pattern(16, 2);
   }
 
   // The key with the message's IV applied the library's way.
@@ -30,19 +35,15 @@ class DecryptContentTest : public ::testing::Test {
 
   Bytes Encrypt(const Bytes& plain) { return EncryptCbc(key_.handle, iv_, plain); }
 
-  // A CBC stream cut into pieces as a streaming encoder does.
-  static Bytes Pieces(const Bytes& cipher, size_t piece) {
+  // The ciphertexts as the OCTET STRING pieces of a constructed [0].
+  static Bytes Pieces(std::initializer_list<Bytes> ciphers) {
     Bytes out;
-    for (size_t at = 0; at < cipher.size(); at += piece) {
-      const size_t size = std::min(piece, cipher.size() - at);
-      out = Concat(out, Tlv(0x04, Bytes(cipher.begin() + at, cipher.begin() + at + size)));
-    }
+    for (const Bytes& cipher : ciphers) out = Cat({out, Tlv(0x04, cipher)});
     return out;
   }
 
-  // An EncryptedContentInfo encoding around `octets`; the constructed [0] as
-  // an indefinite length when asked (its end-of-contents stays with the
-  // octets).
+  // An EncryptedContentInfo around `octets`; with `indefinite` the outer and
+  // the constructed [0] have indefinite lengths.
   Bytes Message(const Bytes& octets, bool constructed, bool indefinite = false) const {
     const Bytes alg = Tlv(0x30, Cat({Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv_)}));
     if (!indefinite) return Tlv(0x30, Cat({DataOid(), alg, Tlv(constructed ? 0xA0 : 0x80, octets)}));
@@ -57,7 +58,7 @@ class DecryptContentTest : public ::testing::Test {
 
   EncryptedContentInfo InFile(const Bytes& message) {
     const std::string path = dir_.Path("message" + std::to_string(++files_));
-    WriteFileBytes(path, Concat(Bytes(kJunk, 0xEE), message));
+    WriteFileBytes(path, Cat({Bytes(kJunk, 0xEE), message}));
     CTOOFile file(path.c_str(), "rb");
     EXPECT_EQ(0, file.Seek(kJunk, SEEK_SET));
     EncryptedContentInfo eci;
@@ -66,20 +67,18 @@ class DecryptContentTest : public ::testing::Test {
     return eci;
   }
 
-  // DecryptContent into a buffer (room for `room` bytes after 3 leading ones).
+  // DecryptContent into a buffer with room for `room` bytes after 3 leading
+  // ones; `error` gets the last error.
   Bytes ToMemory(EncryptedContentInfo& eci, size_t room, bool* ok, DWORD* error = nullptr) {
     Bytes buffer(3 + room + 5, 0xCC);
     ToSignStruct out = MemoryOut(buffer, 3, static_cast<DWORD>(room));
-    const DWORD endBefore = out.end;
     SetLastError(0);
     *ok = DecryptContent(Ready(), eci, out);
     if (error) *error = GetLastError();
-    if (!*ok) {
-      EXPECT_EQ(endBefore, out.end);
-      return Bytes();
-    }
     EXPECT_EQ(0xCC, buffer[2]);
-    return Written(buffer, out);
+    if (*ok) return Written(buffer, out);
+    EXPECT_EQ(3 + room, out.end);  // untouched
+    return Bytes();
   }
 
   Bytes ToFile(EncryptedContentInfo& eci, bool* ok, DWORD* error = nullptr) {
@@ -93,50 +92,27 @@ class DecryptContentTest : public ::testing::Test {
 
   ProviderHandle prov_;
   KeyHandle key_;
-  Bytes iv_;
+  const Bytes iv_ = Pattern(16, 2);
   TempDir dir_;
   int files_ = 0;
 };
-
-// CBC padding of a whole plaintext: what stays when no final call is made.
-Bytes Padded(const Bytes& plain) {
-  const size_t pad = 16 - plain.size() % 16;
-  return Concat(plain, Bytes(pad, static_cast<BYTE>(pad)));
-}
 
 TEST_F(DecryptContentTest, PrimitiveContentOnAllFourPaths) {
   for (size_t size : {0, 1, 15, 16, 4079, 4080, 4095, 4096, 5000, 8176, 8192, 12293}) {
     SCOPED_TRACE(size);
     const Bytes plain = Pattern(size, 3);
     const Bytes message = Message(Encrypt(plain), false);
-    const bool wholeBlocks = Padded(plain).size() % 4096 == 0;
-    bool ok = false;
-    EncryptedContentInfo memory = InMemory(message);
-    EXPECT_EQ(plain, ToMemory(memory, size, &ok));
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(plain, ToFile(memory, &ok));
-    EXPECT_TRUE(ok);
-    EncryptedContentInfo file = InFile(message);
+    bool ok[4] = {};
+    EncryptedContentInfo memory = InMemory(message), file = InFile(message);
+    EXPECT_EQ(plain, ToMemory(memory, size, &ok[0]));
+    EXPECT_EQ(plain, ToFile(memory, &ok[1]));
     // File to file: 4096-byte blocks never final, so a ciphertext of whole
     // blocks keeps its padding.
-    EXPECT_EQ(wholeBlocks ? Padded(plain) : plain, ToFile(file, &ok));
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(plain, ToMemory(file, size, &ok));
-    EXPECT_TRUE(ok);
-    // Memory output loaded the octets into the object.
-    EXPECT_EQ(file.contentLength, file.encryptedContent.size());
+    EXPECT_EQ(Padded(plain).size() % 4096 == 0 ? Padded(plain) : plain, ToFile(file, &ok[2]));
+    EXPECT_EQ(plain, ToMemory(file, size, &ok[3]));
+    EXPECT_TRUE(ok[0] && ok[1] && ok[2] && ok[3]);
+    EXPECT_EQ(file.contentLength, file.encryptedContent.size());  // memory output loaded the octets
   }
-}
-
-TEST_F(DecryptContentTest, TwoWholeBlocksInAFileAreTwoNonFinalCalls) {
-  const Bytes plain = Pattern(8176, 4);
-  EncryptedContentInfo eci = InFile(Message(Encrypt(plain), false));
-  ASSERT_EQ(8192u, eci.contentLength);
-  bool ok = false;
-  const Bytes out = ToFile(eci, &ok);
-  EXPECT_TRUE(ok);
-  ASSERT_EQ(8192u, out.size());
-  EXPECT_EQ(Bytes(16, 0x10), Bytes(out.end() - 16, out.end()));
 }
 
 TEST_F(DecryptContentTest, APartialBlockIsOneFinalCallOfTheRemainder) {
@@ -146,17 +122,18 @@ TEST_F(DecryptContentTest, APartialBlockIsOneFinalCallOfTheRemainder) {
   EncryptedContentInfo eci = InFile(Message(cipher, false));
   bool ok = true;
   DWORD error = 0;
-  // The first 4096 bytes go through non-final and are written; the final
-  // call of one byte is refused by the cipher.
-  const Bytes out = ToFile(eci, &ok, &error);
+  // 4096 bytes go through non-final and are written; the cipher refuses the
+  // final call of one byte.
+  EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 4096), ToFile(eci, &ok, &error));
   EXPECT_FALSE(ok);
   EXPECT_NE(0u, error);
-  EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 4096), out);
 }
 
 TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
-  const Bytes plain = Pattern(10000, 6);
-  const Bytes pieces = Pieces(Encrypt(plain), 4096);
+  const Bytes plain = Pattern(10000, 6), cipher = Encrypt(plain);
+  const Bytes pieces = Pieces({Bytes(cipher.begin(), cipher.begin() + 4096),
+                               Bytes(cipher.begin() + 4096, cipher.begin() + 8192),
+                               Bytes(cipher.begin() + 8192, cipher.end())});
   for (bool indefinite : {false, true}) {
     SCOPED_TRACE(indefinite);
     const Bytes message = Message(pieces, true, indefinite);
@@ -164,7 +141,6 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     bool ok = false;
     EXPECT_EQ(Padded(plain), ToFile(file, &ok));
     EXPECT_TRUE(ok);
-
     // From memory the walk is bounded by contentLength, 0 after a memory
     // read: it runs into the end of the octets, which throws once all pieces
     // are written.
@@ -174,8 +150,7 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     ToSignStruct out = FileOut(path);
     ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusCorrupt);
     EXPECT_EQ(Padded(plain), ReadFileBytes(path));
-    // A caller that sets contentLength gets a clean end.
-    memory.contentLength = memory.encryptedContent.size();
+    memory.contentLength = memory.encryptedContent.size();  // a clean end
     EXPECT_EQ(Padded(plain), ToFile(memory, &ok));
     EXPECT_TRUE(ok);
   }
@@ -183,21 +158,17 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
 
 TEST_F(DecryptContentTest, PiecesTowardsMemoryAreEachFinal) {
   const Bytes parts[] = {Pattern(100, 7), Pattern(4096, 8), Pattern(1, 9)};
-  Bytes pieces, plain;
-  for (const Bytes& part : parts) {
-    pieces = Concat(pieces, Tlv(0x04, Encrypt(part)));
-    plain = Concat(plain, part);
-  }
+  const Bytes pieces = Pieces({Encrypt(parts[0]), Encrypt(parts[1]), Encrypt(parts[2])});
+  const Bytes plain = Cat({parts[0], parts[1], parts[2]});
   for (bool indefinite : {false, true}) {
-    SCOPED_TRACE(indefinite);
-    const Bytes message = Message(pieces, true, indefinite);
     for (bool inFile : {false, true}) {
+      SCOPED_TRACE(testing::Message() << indefinite << inFile);
+      const Bytes message = Message(pieces, true, indefinite);
       EncryptedContentInfo eci = inFile ? InFile(message) : InMemory(message);
       bool ok = false;
       EXPECT_EQ(plain, ToMemory(eci, plain.size(), &ok));
       EXPECT_TRUE(ok);
-      // One byte less and the last piece does not fit.
-      DWORD error = 0;
+      DWORD error = 0;  // one byte less and the last piece does not fit
       EXPECT_EQ(Bytes(), ToMemory(eci, plain.size() - 1, &ok, &error));
       EXPECT_FALSE(ok);
       EXPECT_EQ(kOutOfRoom, error);
@@ -205,34 +176,7 @@ TEST_F(DecryptContentTest, PiecesTowardsMemoryAreEachFinal) {
   }
 }
 
-TEST_F(DecryptContentTest, AStreamedCbcMessageDoesNotDecryptIntoMemory) {
-  // The first piece, taken as a message of its own, ends in 'A' bytes, not
-  // in padding.
-  const Bytes plain(10000, 'A');
-  EncryptedContentInfo eci = InMemory(Message(Pieces(Encrypt(plain), 4096), true));
-  bool ok = true;
-  DWORD error = 0;
-  ToMemory(eci, plain.size(), &ok, &error);
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(kBadData, error);
-}
-
-TEST_F(DecryptContentTest, PiecesOfStoredLengthTwoGiveNothing) {
-  const Bytes message = Message(Bytes(), true, true);
-  bool ok = false;
-  EncryptedContentInfo memory = InMemory(message);
-  ASSERT_EQ(2u, memory.encryptedContent.size());
-  EXPECT_EQ(Bytes(), ToMemory(memory, 10, &ok));
-  EXPECT_TRUE(ok);
-  EncryptedContentInfo file = InFile(message);
-  ASSERT_EQ(2u, file.contentLength);
-  EXPECT_EQ(Bytes(), ToFile(file, &ok));
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(Bytes(), ToMemory(file, 0, &ok));
-  EXPECT_TRUE(ok);
-}
-
-TEST_F(DecryptContentTest, AMalformedPieceThrows) {
+TEST_F(DecryptContentTest, MalformedPiecesAndMissingBuffersOrFiles) {
   // The second piece claims more octets than there are.
   const Bytes pieces = Cat({Tlv(0x04, Encrypt(Pattern(20, 10))), Hex("04 82 10 00 01 02")});
   EncryptedContentInfo memory = InMemory(Message(pieces, true));
@@ -240,81 +184,40 @@ TEST_F(DecryptContentTest, AMalformedPieceThrows) {
   ToSignStruct out = MemoryOut(buffer, 0, 100);
   ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusTruncated);
   EncryptedContentInfo file = InFile(Message(pieces, true));
-  const std::string target = dir_.Path("malformed");
-  ToSignStruct fileOut = FileOut(target);
-  EXPECT_THROW(DecryptContent(Ready(), file, fileOut), XTOOStatus);
-}
+  const std::string target = dir_.Path("target");
+  out = FileOut(target);
+  EXPECT_THROW(DecryptContent(Ready(), file, out), XTOOStatus);
 
-TEST_F(DecryptContentTest, RoomIsCheckedBeforeCopying) {
-  const Bytes plain = Pattern(1000, 11);
-  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
-  EXPECT_EQ(1008u, eci.GetOpenTextSize());
-  bool ok = false;
-  DWORD error = 0;
-  EXPECT_EQ(plain, ToMemory(eci, plain.size(), &ok));
-  EXPECT_TRUE(ok);
-  ToMemory(eci, plain.size() - 1, &ok, &error);
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(kOutOfRoom, error);
-  // A range that ends before it begins has no room at all.
-  Bytes buffer(2000);
-  ToSignStruct out = MemoryOut(buffer, 10, 0);
-  out.end = 5;
-  EXPECT_FALSE(DecryptContent(Ready(), eci, out));
-  EXPECT_EQ(kOutOfRoom, GetLastError());
-  EXPECT_EQ(5u, out.end);
-}
-
-TEST_F(DecryptContentTest, MissingBuffersAndFilesAreReported) {
-  EncryptedContentInfo file = InFile(Message(Encrypt(Pattern(100, 12)), false));
+  file = InFile(Message(Encrypt(Pattern(100, 12)), false));
   for (DWORD flags : {DWORD{0}, ToSignStruct::kInFile}) {
-    ToSignStruct out;
-    out.flags = flags;
-    out.end = 1000;
+    ToSignStruct none;
+    none.flags = flags;
+    none.end = 1000;
     SetLastError(0);
-    EXPECT_FALSE(DecryptContent(Ready(), file, out));
+    EXPECT_FALSE(DecryptContent(Ready(), file, none));
     EXPECT_EQ(kBadArguments, GetLastError());
   }
   // A source file that is gone: the output file was already created.
   file.fileName = dir_.Path("gone").c_str();
+  remove(target.c_str());
+  out = FileOut(target);
+  EXPECT_FALSE(DecryptContent(Ready(), file, out));
+  EXPECT_NE(0u, GetLastError());
+  EXPECT_TRUE(FileExists(target.c_str()));
+  EncryptedContentInfo nameless = file;  // a copy has no file name
   bool ok = true;
   DWORD error = 0;
-  const std::string target = dir_.Path("target");
-  ToSignStruct out = FileOut(target);
-  EXPECT_FALSE(DecryptContent(Ready(), file, out));
-  error = GetLastError();
-  EXPECT_NE(0u, error);
-  EXPECT_TRUE(FileExists(target.c_str()));
-  EncryptedContentInfo nameless = file;
-  EXPECT_TRUE(nameless.fileName.IsEmpty());
   ToMemory(nameless, 200, &ok, &error);
   EXPECT_FALSE(ok);
   EXPECT_EQ(kBadArguments, error);
-}
-
-TEST_F(DecryptContentTest, AWrongKeyIsThePlatformsFailure) {
-  const Bytes plain(64, 'A');
-  EncryptedContentInfo eci = InMemory(Message(Encrypt(plain), false));
-  KeyHandle other(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 99)));
-  ASNAlgorithmIdentifier alg = CbcAlgorithm(kAes128Oid, iv_);
-  ASSERT_TRUE(DecryptKeyParam(other.handle, alg));
-  Bytes buffer(100);
-  ToSignStruct out = MemoryOut(buffer, 0, 100);
-  EXPECT_FALSE(DecryptContent(other.handle, eci, out));
-  EXPECT_EQ(kBadData, GetLastError());
-  EXPECT_EQ(100u, out.end);
-  const HCRYPTKEY destroyed = other.handle;
-  other.Reset();
-  EXPECT_FALSE(DecryptContent(destroyed, eci, out));
-  EXPECT_NE(0u, GetLastError());
 }
 
 // A stream cipher shows the calls themselves: every byte comes back whatever
 // the Final flags. The parameters are made by the encrypting side's helpers.
 TEST(GostDecryptContentTest, EncryptingHelpersRoundTripOnEveryPath) {
   ProviderHandle prov;
-  if (!AcquireVerifyContext(80, prov)) GTEST_SKIP() << "no GOST provider";
-  KeyHandle key(ImportPlainKey(prov.handle, 0x661E, Pattern(32, 20)));
+  if (!AcquireVerifyContext(kProvGost2012, prov)) GTEST_SKIP() << "no GOST provider";
+  KeyHandle key(ImportPlainKey(prov.handle, kCalgGost28147, Pattern(32, 20)));
   if (!key.handle) GTEST_SKIP() << "no GOST 28147-89 keys";
   char oid[] = "1.2.643.2.2.21";
   IdentObj iv, params;
@@ -322,6 +225,7 @@ TEST(GostDecryptContentTest, EncryptingHelpersRoundTripOnEveryPath) {
   ASSERT_EQ(8u, iv.size());
   ASSERT_TRUE(EncryptKeyGetParam(key.handle, oid, iv, params));
   TempDir dir;
+  const std::string path = dir.Path("gost.der"), target = dir.Path("gost.out");
   for (size_t size : {4097, 8192, 1}) {
     SCOPED_TRACE(size);
     const Bytes plain = Pattern(size, 21);
@@ -331,7 +235,6 @@ TEST(GostDecryptContentTest, EncryptingHelpersRoundTripOnEveryPath) {
     ASSERT_TRUE(CryptEncrypt(key.handle, 0, TRUE, 0, cipher.data(), &length, length));
     const Bytes alg = Tlv(0x30, Cat({Hex("06 06 2A 85 03 02 02 15"), ToBytes(params)}));
     const Bytes message = Tlv(0x30, Cat({DataOid(), alg, Tlv(0x80, cipher)}));
-    const std::string path = dir.Path("gost.der"), target = dir.Path("gost.out");
     WriteFileBytes(path, message);
     for (bool toFile : {true, false}) {
       CTOOFile file(path.c_str(), "rb");

@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "enveloped/decrypt_test_util.h"
+#include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
 namespace {
 
 constexpr char kTestOid[] = "1.3.6.1.4.1.55555.1.1";
-constexpr char kUnregisteredOid[] = "1.3.6.1.4.1.55555.1.2";
 constexpr HCRYPTKEY kImportedKey = 0xC0FFEE;
 constexpr int kUntouched = 12345;
 
@@ -22,14 +21,9 @@ struct ImportCall {
   int count = 0;
   HCRYPTPROV prov = 0;
   DWORD keySpec = 0;
-  std::string contentOid, publicKeyOid;
-  Bytes contentParams, publicKeyParams, encryptedKey;
-};
-
-ImportCall& LastCall() {
-  static ImportCall call;
-  return call;
-}
+  std::string contentOid, publicKeyOid, encryptedKey;
+  Bytes contentParams, publicKeyParams;
+} lastCall;
 
 Bytes BlobBytes(const CRYPTOAPI_BLOB& blob) { return Bytes(blob.pbData, blob.pbData + blob.cbData); }
 
@@ -37,21 +31,29 @@ Bytes BlobBytes(const CRYPTOAPI_BLOB& blob) { return Bytes(blob.pbData, blob.pbD
 BOOL WINAPI RecordingImport(HCRYPTPROV prov, DWORD keySpec, PCRYPT_ALGORITHM_IDENTIFIER content,
                             PCRYPT_ALGORITHM_IDENTIFIER publicKey, PBYTE encryptedKey,
                             DWORD encryptedKeyLength, HCRYPTKEY* key) {
-  ImportCall& call = LastCall();
-  ++call.count;
-  call.prov = prov;
-  call.keySpec = keySpec;
-  call.contentOid = content->pszObjId;
-  call.contentParams = BlobBytes(content->Parameters);
-  call.publicKeyOid = publicKey->pszObjId;
-  call.publicKeyParams = BlobBytes(publicKey->Parameters);
-  call.encryptedKey.assign(encryptedKey, encryptedKey + encryptedKeyLength);
-  if (call.encryptedKey == Bytes{'F', 'A', 'I', 'L'}) {
+  lastCall = {lastCall.count + 1,
+              prov,
+              keySpec,
+              content->pszObjId,
+              publicKey->pszObjId,
+              std::string(encryptedKey, encryptedKey + encryptedKeyLength),
+              BlobBytes(content->Parameters),
+              BlobBytes(publicKey->Parameters)};
+  if (lastCall.encryptedKey == "FAIL") {
     SetLastError(kBadData);
     return FALSE;
   }
   *key = kImportedKey;
   return TRUE;
+}
+
+// A KeyTransRecipientInfo with the given identifier, read the way messages are.
+TransRecipientInfo Recipient(const Bytes& rid, const std::string& key) {
+  const Bytes der = Tlv(0x30, Cat({Hex(rid[0] == 0x30 ? "02 01 00" : "02 01 02"), rid, RsaAlgorithm(),
+                                   Tlv(0x04, Bytes(key.begin(), key.end()))}));
+  TransRecipientInfo recipient;
+  EXPECT_EQ(der.size(), recipient.ReadObject(der.data(), static_cast<DWORD>(der.size())));
+  return recipient;
 }
 
 class GetEncryptionKeyTest : public ::testing::Test {
@@ -68,10 +70,13 @@ class GetEncryptionKeyTest : public ::testing::Test {
     cert_ = NewCertificate(AT_KEYEXCHANGE);
     ASSERT_NE(nullptr, cert_);
     const CERT_INFO& info = *cert_->pCertInfo;
-    issuer_ = BlobBytes(info.Issuer);
-    serialDer_ = Bytes(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
-    std::reverse(serialDer_.begin(), serialDer_.end());
-    LastCall() = ImportCall();
+    Bytes serial = BlobBytes(info.SerialNumber);
+    std::reverse(serial.begin(), serial.end());
+    const Bytes issuer = BlobBytes(info.Issuer);
+    mine_ = Tlv(0x30, Cat({issuer, Tlv(0x02, serial)}));
+    otherSerial_ = Tlv(0x30, Cat({issuer, Hex("02 03 01 02 03")}));
+    otherIssuer_ = Tlv(0x30, Cat({IssuerName(), Tlv(0x02, serial)}));
+    lastCall = ImportCall();
   }
 
   void TearDown() override {
@@ -95,156 +100,83 @@ class GetEncryptionKeyTest : public ::testing::Test {
     return cert;
   }
 
-  // A KeyTransRecipientInfo named by issuer and DER serial, read the way
-  // messages are read.
-  static TransRecipientInfo Recipient(const Bytes& issuer, const Bytes& serialDer, const std::string& key) {
-    const Bytes der = Tlv(0x30, Cat({Hex("02 01 00"), Tlv(0x30, Cat({issuer, Tlv(0x02, serialDer)})),
-                                     RsaAlgorithm(), Tlv(0x04, Bytes(key.begin(), key.end()))}));
-    TransRecipientInfo recipient;
-    EXPECT_EQ(der.size(), recipient.ReadObject(der.data(), static_cast<DWORD>(der.size())));
-    return recipient;
-  }
-
-  static TransRecipientInfo KeyIdRecipient(const std::string& key) {
-    const Bytes der = Tlv(0x30, Cat({Hex("02 01 02"), Tlv(0xA0, Tlv(0x04, Hex("01 02 03 04"))),
-                                     RsaAlgorithm(), Tlv(0x04, Bytes(key.begin(), key.end()))}));
-    TransRecipientInfo recipient;
-    EXPECT_EQ(der.size(), recipient.ReadObject(der.data(), static_cast<DWORD>(der.size())));
-    return recipient;
-  }
-
-  Bytes OtherIssuer() const { return IssuerName(); }
-  Bytes OtherSerial() const { return Hex("01 02 03"); }
-
-  int Import(EnvelopedData& message, const CERT_CONTEXT* cert, int* error, const char* oid = kTestOid) {
+  int Import(std::vector<TransRecipientInfo> recipients, const CERT_CONTEXT* cert, int* error,
+             const char* oid = kTestOid) {
+    EnvelopedData message;
+    message.recipientInfos.resize(recipients.size());
+    std::copy(recipients.begin(), recipients.end(), message.recipientInfos.begin());  // by assignment
     ASNAlgorithmIdentifier alg(oid, Obj(Tlv(0x04, Pattern(16, 1))));
     key_ = 0;
+    *error = kUntouched;
     return message.GetEncryptionKey(cert, prov_.handle, key_, alg, error);
   }
 
   ProviderHandle prov_;
-  Bytes certDer_, issuer_, serialDer_;
+  Bytes certDer_, mine_, otherSerial_, otherIssuer_;
   const CERT_CONTEXT* cert_ = nullptr;
   std::vector<const CERT_CONTEXT*> certs_;
   HCRYPTKEY key_ = 0;
 };
 
 TEST_F(GetEncryptionKeyTest, TheFunctionGetsThePlatformsArgumentList) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "wrapped key"));
-  int error = kUntouched;
+  int error = 0;
   SetLastError(0x1234);
-  ASSERT_EQ(1, Import(message, cert_, &error));
+  ASSERT_EQ(1, Import({Recipient(mine_, "wrapped key")}, cert_, &error));
   EXPECT_EQ(0, error);
   EXPECT_EQ(0u, GetLastError());
   EXPECT_EQ(kImportedKey, key_);
-  const ImportCall& call = LastCall();
-  EXPECT_EQ(prov_.handle, call.prov);
-  EXPECT_EQ(static_cast<DWORD>(AT_KEYEXCHANGE), call.keySpec);
-  EXPECT_EQ(kTestOid, call.contentOid);
-  EXPECT_EQ(Tlv(0x04, Pattern(16, 1)), call.contentParams);
-  EXPECT_EQ("1.2.840.113549.1.1.1", call.publicKeyOid);
-  EXPECT_EQ(Hex("05 00"), call.publicKeyParams);
-  EXPECT_EQ(Bytes({'w', 'r', 'a', 'p', 'p', 'e', 'd', ' ', 'k', 'e', 'y'}), call.encryptedKey);
-
+  EXPECT_EQ(prov_.handle, lastCall.prov);
+  EXPECT_EQ(static_cast<DWORD>(AT_KEYEXCHANGE), lastCall.keySpec);
+  EXPECT_EQ(kTestOid, lastCall.contentOid);
+  EXPECT_EQ(Tlv(0x04, Pattern(16, 1)), lastCall.contentParams);
+  EXPECT_EQ("1.2.840.113549.1.1.1", lastCall.publicKeyOid);
+  EXPECT_EQ(Hex("05 00"), lastCall.publicKeyParams);
+  EXPECT_EQ("wrapped key", lastCall.encryptedKey);
   // dwKeySpec comes from the certificate's property.
-  ASSERT_EQ(1, Import(message, NewCertificate(AT_SIGNATURE), &error));
-  EXPECT_EQ(static_cast<DWORD>(AT_SIGNATURE), LastCall().keySpec);
+  ASSERT_EQ(1, Import({Recipient(mine_, "k")}, NewCertificate(AT_SIGNATURE), &error));
+  EXPECT_EQ(static_cast<DWORD>(AT_SIGNATURE), lastCall.keySpec);
 }
 
 TEST_F(GetEncryptionKeyTest, TheFirstRecipientNamedByIssuerAndSerialWins) {
+  const Bytes keyId = Tlv(0xA0, Tlv(0x04, Hex("01 02 03 04")));
   const struct {
     const char* what;
     std::vector<TransRecipientInfo> recipients;
     const char* key;  // nullptr: no recipient matches
   } kCases[] = {
       {"serial in one, issuer in another",
-       {Recipient(OtherIssuer(), serialDer_, "a"), Recipient(issuer_, OtherSerial(), "b")},
+       {Recipient(otherIssuer_, "a"), Recipient(otherSerial_, "b")},
        nullptr},
-      {"duplicates",
-       {Recipient(issuer_, serialDer_, "first"), Recipient(issuer_, serialDer_, "second")},
-       "first"},
+      {"duplicates", {Recipient(mine_, "first"), Recipient(mine_, "second")}, "first"},
       {"after others",
-       {KeyIdRecipient("kid"), Recipient(issuer_, OtherSerial(), "b"),
-        Recipient(issuer_, serialDer_, "mine")},
+       {Recipient(keyId, "kid"), Recipient(otherSerial_, "b"), Recipient(mine_, "mine")},
        "mine"},
-      {"key identifier only", {KeyIdRecipient("kid")}, nullptr},
+      {"key identifier only", {Recipient(keyId, "kid")}, nullptr},
       {"no recipients", {}, nullptr},
   };
   for (const auto& item : kCases) {
     SCOPED_TRACE(item.what);
-    EnvelopedData message;
-    message.recipientInfos.assign(item.recipients.begin(), item.recipients.end());
-    LastCall() = ImportCall();
-    int error = kUntouched;
-    const int result = Import(message, cert_, &error);
-    if (!item.key) {
-      EXPECT_EQ(0, result);
-      EXPECT_EQ(static_cast<int>(kBadArguments), error);
-      EXPECT_EQ(0, LastCall().count);
-      continue;
-    }
-    EXPECT_EQ(1, result);
-    EXPECT_EQ(std::string(item.key),
-              std::string(LastCall().encryptedKey.begin(), LastCall().encryptedKey.end()));
+    lastCall = ImportCall();
+    int error = 0;
+    EXPECT_EQ(item.key ? 1 : 0, Import(item.recipients, cert_, &error));
+    EXPECT_EQ(item.key ? 0 : static_cast<int>(kBadArguments), error);
+    EXPECT_EQ(item.key ? item.key : "", lastCall.encryptedKey);
   }
-}
-
-TEST_F(GetEncryptionKeyTest, AMatchWithoutAnEncryptedKeyIsNoMatch) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "first"));
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "second"));
-  message.recipientInfos.front().encryptedKey.Clear();
-  int error = kUntouched;
-  EXPECT_EQ(0, Import(message, cert_, &error));
-  EXPECT_EQ(static_cast<int>(kBadArguments), error);
-  // Without pError the status itself reaches the caller.
-  try {
-    Import(message, cert_, nullptr);
-    ADD_FAILURE() << "no exception";
-  } catch (const XTOOStatus& e) {
-    EXPECT_EQ(kStatusBadArgument, e.GetStatus());
-    EXPECT_STREQ("EnvelopedData::GetEncryptionKey", e.GetMessage().c_str());
-  }
-}
-
-TEST_F(GetEncryptionKeyTest, ANullCertificateOrProviderIsError160WithPErrorUntouched) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "key"));
-  ASNAlgorithmIdentifier alg(kTestOid, IdentObj());
-  const CERT_CONTEXT* none = nullptr;
-  HCRYPTPROV noProv = 0;
-  int error = kUntouched;
-  SetLastError(0);
-  EXPECT_EQ(0, message.GetEncryptionKey(none, prov_.handle, key_, alg, &error));
-  EXPECT_EQ(kBadArguments, GetLastError());
-  EXPECT_EQ(kUntouched, error);
-  SetLastError(0);
-  EXPECT_EQ(0, message.GetEncryptionKey(cert_, noProv, key_, alg, nullptr));
-  EXPECT_EQ(kBadArguments, GetLastError());
-  EXPECT_EQ(0, LastCall().count);
 }
 
 TEST_F(GetEncryptionKeyTest, PlatformFailuresArriveMapped) {
-  EnvelopedData message;
-  message.recipientInfos.push_back(Recipient(issuer_, serialDer_, "FAIL"));
-  int error = kUntouched;
-  EXPECT_EQ(0, Import(message, cert_, &error));
+  int error = 0;
+  EXPECT_EQ(0, Import({Recipient(mine_, "FAIL")}, cert_, &error));
   EXPECT_EQ(static_cast<int>(StatusToWin32(Win32ToStatus(kBadData))), error);
-
-  message.recipientInfos.front() = Recipient(issuer_, serialDer_, "key");
-  error = kUntouched;
-  EXPECT_EQ(0, Import(message, cert_, &error, kUnregisteredOid));
+  // No function for the algorithm; a certificate that names no key.
+  EXPECT_EQ(0, Import({Recipient(mine_, "key")}, cert_, &error, "1.3.6.1.4.1.55555.1.2"));
   EXPECT_NE(0, error);
   EXPECT_NE(kUntouched, error);
-
-  // A certificate that names no key: the property query's failure.
-  LastCall() = ImportCall();
-  error = kUntouched;
-  EXPECT_EQ(0, Import(message, NewCertificate(0), &error));
+  lastCall = ImportCall();
+  EXPECT_EQ(0, Import({Recipient(mine_, "key")}, NewCertificate(0), &error));
   EXPECT_NE(0, error);
   EXPECT_NE(kUntouched, error);
-  EXPECT_EQ(0, LastCall().count);
+  EXPECT_EQ(0, lastCall.count);
 }
 
 }  // namespace

@@ -9,61 +9,51 @@
 namespace cmskit::test {
 namespace {
 
-struct Vector {
-  const char* file;
-  size_t issuerOffset;  // where the recipient's issuer Name starts in the file
-  size_t issuerLength;
-  const char* serial;  // least significant byte first
-  const char* algorithm;
-  DWORD contentOffset;
-  DWORD contentLength;
-};
-
-const Vector kKeyTransport[] = {
-    {"rfc4134_5.1.bin", 37, 20, "D0 71 5D CD 2E 6E D3 11 BC 56 00 80 C7 6B 34 46", "1.2.840.113549.3.7", 258,
-     32},
-    {"rfc4490_9.3_enveloped_keytrans.der", 40, 111, "21 2E B4 66 62 D4 DC C7 17 BD 11 C2 1E C6 F5 2B",
-     "1.2.643.2.2.21", 415, 12},
-    {"EnvelopedKTRI_256.der", 39, 88, "01", "1.2.643.2.2.21", 390, 2200},
-    {"EnvelopedKTRI_512.der", 39, 88, "01", "1.2.643.2.2.21", 458, 12},
-};
-
-void ExpectRecipient(const EnvelopedData& data, const Vector& v, const Bytes& message) {
-  ASSERT_EQ(data.recipientInfos.size(), 1u);
-  const TransRecipientInfo& recipient = data.recipientInfos.front();
-  EXPECT_EQ(recipient.version, 0u);
-  const Bytes issuer(message.begin() + v.issuerOffset, message.begin() + v.issuerOffset + v.issuerLength);
-  EXPECT_EQ(ToHex(recipient.issuer), ToHex(issuer));
-  EXPECT_EQ(ToHex(recipient.serialNumber), v.serial);
-  EXPECT_EQ(Text(data.encryptedContentInfo.contentEncryptionAlgorithm.id), v.algorithm);
-}
+std::string Vector(const char* name) { return TestData(std::string("enveloped/") + name); }
 
 TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
+  const struct {
+    const char* file;
+    size_t issuerOffset, issuerLength;  // the recipient's issuer Name in the file
+    const char* serial;                 // least significant byte first
+    const char* algorithm;
+    DWORD contentOffset, contentLength;
+  } kVectors[] = {
+      {"rfc4134_5.1.bin", 37, 20, "D0 71 5D CD 2E 6E D3 11 BC 56 00 80 C7 6B 34 46", "1.2.840.113549.3.7",
+       258, 32},
+      {"rfc4490_9.3_enveloped_keytrans.der", 40, 111, "21 2E B4 66 62 D4 DC C7 17 BD 11 C2 1E C6 F5 2B",
+       "1.2.643.2.2.21", 415, 12},
+      {"EnvelopedKTRI_256.der", 39, 88, "01", "1.2.643.2.2.21", 390, 2200},
+      {"EnvelopedKTRI_512.der", 39, 88, "01", "1.2.643.2.2.21", 458, 12},
+  };
   TempDir dir;
-  for (const Vector& v : kKeyTransport) {
+  for (const auto& v : kVectors) {
     SCOPED_TRACE(v.file);
-    const Bytes message = ReadFileBytes(TestData(std::string("enveloped/") + v.file));
+    const Bytes message = ReadFileBytes(Vector(v.file));
     ASSERT_FALSE(message.empty());
-    EnvelopedData inMemory;
+    EnvelopedData inMemory, fromFile;
     int error = -1;
     EXPECT_EQ(inMemory.ReadObject(message.data(), static_cast<DWORD>(message.size()), &error),
               message.size());
     EXPECT_EQ(error, 0);
-    ExpectRecipient(inMemory, v, message);
-    const Bytes expectedContent(message.begin() + v.contentOffset,
-                                message.begin() + v.contentOffset + v.contentLength);
-    EXPECT_EQ(ToBytes(inMemory.encryptedContentInfo.encryptedContent), expectedContent);
-    EXPECT_EQ(ToBytes(inMemory.WriteObject()), message);
-
-    EnvelopedData fromFile;
     {
-      CTOOFile file(TestData(std::string("enveloped/") + v.file).c_str(), "rb");
+      CTOOFile file(Vector(v.file).c_str(), "rb");
       EXPECT_EQ(fromFile.ReadObject(file, &error), message.size());
       EXPECT_EQ(error, 0);
     }
-    ExpectRecipient(fromFile, v, message);
+    for (const EnvelopedData* data : {&inMemory, &fromFile}) {
+      ASSERT_EQ(data->recipientInfos.size(), 1u);
+      const TransRecipientInfo& recipient = data->recipientInfos.front();
+      EXPECT_EQ(recipient.version, 0u);
+      EXPECT_EQ(ToHex(recipient.issuer), ToHex(message.data() + v.issuerOffset, v.issuerLength));
+      EXPECT_EQ(ToHex(recipient.serialNumber), v.serial);
+      EXPECT_EQ(Text(data->encryptedContentInfo.contentEncryptionAlgorithm.id), v.algorithm);
+    }
+    EXPECT_EQ(ToHex(inMemory.encryptedContentInfo.encryptedContent),
+              ToHex(message.data() + v.contentOffset, v.contentLength));
     EXPECT_EQ(fromFile.encryptedContentInfo.contentOffset, v.contentOffset);
     EXPECT_EQ(fromFile.encryptedContentInfo.contentLength, v.contentLength);
+    EXPECT_EQ(ToBytes(inMemory.WriteObject()), message);
     EXPECT_EQ(ToBytes(fromFile.WriteObject()), message);
     const std::string copy = dir.Path("copy.der");
     {
@@ -78,12 +68,10 @@ TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
 // Key agreement ([1], version 3) and KEK ([2], version 4) recipients are not
 // key transport: the recipient reader refuses their version.
 TEST(EnvelopedVectors, OtherRecipientKindsFailWithTheirVersion) {
-  const char* files[] = {"rfc4490_9.2_enveloped_keyagree.der", "EnvelopedKARI_256.der",
-                         "EnvelopedKARI_512.der", "rfc4134_5.2.bin"};
-  for (const char* name : files) {
+  for (const char* name : {"rfc4490_9.2_enveloped_keyagree.der", "EnvelopedKARI_256.der",
+                           "EnvelopedKARI_512.der", "rfc4134_5.2.bin"}) {
     SCOPED_TRACE(name);
-    const std::string path = TestData(std::string("enveloped/") + name);
-    const Bytes message = ReadFileBytes(path);
+    const Bytes message = ReadFileBytes(Vector(name));
     ASSERT_FALSE(message.empty());
     EnvelopedData data;
     int error = 0;
@@ -91,7 +79,7 @@ TEST(EnvelopedVectors, OtherRecipientKindsFailWithTheirVersion) {
     EXPECT_EQ(static_cast<DWORD>(error), 0x80340004u);
     ExpectThrowsStatus([&] { data.ReadObject(message.data(), static_cast<DWORD>(message.size())); }, 136,
                        "TransRecipientInfo::ReadObject");
-    CTOOFile file(path.c_str(), "rb");
+    CTOOFile file(Vector(name).c_str(), "rb");
     error = 0;
     data.ReadObject(file, &error);
     EXPECT_EQ(static_cast<DWORD>(error), 0x80340004u);

@@ -5,18 +5,15 @@
 #include <cstdint>
 #include <string>
 
-namespace cmskit {
-namespace der {
-
-inline std::string Length(size_t length) {
-  if (length < 0x80) return std::string(1, static_cast<char>(length));
-  std::string octets;
-  for (; length != 0; length >>= 8) octets.insert(octets.begin(), static_cast<char>(length & 0xFF));
-  return static_cast<char>(0x80 | octets.size()) + octets;
-}
+namespace cmskit::der {
 
 inline std::string Tlv(uint8_t tag, const std::string& contents) {
-  return static_cast<char>(tag) + Length(contents.size()) + contents;
+  std::string length;
+  for (size_t n = contents.size(); n != 0; n >>= 8)
+    length.insert(length.begin(), static_cast<char>(n & 0xFF));
+  if (contents.size() >= 0x80) length.insert(length.begin(), static_cast<char>(0x80 | length.size()));
+  if (contents.empty()) length = std::string(1, '\0');
+  return static_cast<char>(tag) + length + contents;
 }
 
 // Indefinite length, closed by end-of-contents octets.
@@ -33,19 +30,15 @@ const std::string kSha1Set = Tlv(0x31, Tlv(0x30, std::string("\x06\x05\x2B\x0E\x
 inline std::string ContentInfo(const std::string& oid, const std::string& content) {
   return Tlv(0x30, oid + Tlv(0xA0, content));
 }
-
 inline std::string SignedData(const std::string& encap, const std::string& version = kVersion1,
                               const std::string& digests = kSha1Set) {
   return ContentInfo(kSignedDataOid, Tlv(0x30, version + digests + encap + Tlv(0x31, "")));
 }
-
 inline std::string Attached(const std::string& content) {
   return Tlv(0x30, kDataOid + Tlv(0xA0, Tlv(0x04, content)));
 }
-
 inline std::string Detached() { return Tlv(0x30, kDataOid); }
 
-}  // namespace der
-}  // namespace cmskit
+}  // namespace cmskit::der
 
 #endif

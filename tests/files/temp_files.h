@@ -12,23 +12,19 @@ namespace cmskit {
 
 class TempFiles {
  public:
-  TempFiles() : folder_(true) {}
-
   std::string Path(const std::string& name) const { return std::string(folder_.c_str()) + "/" + name; }
-
   std::string Write(const std::string& name, const std::string& bytes) const {
-    const std::string path = Path(name);
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return path;
+    std::ofstream(Path(name), std::ios::binary)
+        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return Path(name);
   }
-
   static std::string Read(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
  private:
-  TOO::TEMPFOLDER folder_;
+  TOO::TEMPFOLDER folder_{true};
 };
 
 }  // namespace cmskit

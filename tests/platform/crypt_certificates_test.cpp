@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "common/der.h"
 #include "crypt_test_support.h"
 
 namespace cmskit {
@@ -14,10 +15,19 @@ namespace {
 
 Bytes BlobBytes(const CRYPT_INTEGER_BLOB& blob) { return Bytes(blob.pbData, blob.pbData + blob.cbData); }
 
-SYSTEMTIME ToSystemTime(const FILETIME& time) {
+std::vector<WORD> Fields(const FILETIME& time) {
   SYSTEMTIME st = {};
   EXPECT_TRUE(FileTimeToSystemTime(&time, &st));
-  return st;
+  return {st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond};
+}
+
+// A Name of one commonName in the given string type.
+Bytes CommonName(BYTE type, const std::string& text) {
+  using cmskit_testing::Tlv;
+  Bytes attribute = {0x06, 0x03, 0x55, 0x04, 0x03};
+  const Bytes value = Tlv(type, Bytes(text.begin(), text.end()));
+  attribute.insert(attribute.end(), value.begin(), value.end());
+  return Tlv(0x30, Tlv(0x31, Tlv(0x30, attribute)));
 }
 
 class CertificateTest : public ::testing::Test {
@@ -41,22 +51,13 @@ TEST_F(CertificateTest, FieldsOfAPublishedCertificate) {
   EXPECT_EQ(
       (Bytes{0xD0, 0x71, 0x5D, 0xCD, 0x2E, 0x6E, 0xD3, 0x11, 0xBC, 0x56, 0x00, 0x80, 0xC7, 0x6B, 0x34, 0x46}),
       BlobBytes(info.SerialNumber));
-  const Bytes issuer = {0x30, 0x12, 0x31, 0x10, 0x30, 0x0E, 0x06, 0x03, 0x55, 0x04,
-                        0x03, 0x13, 0x07, 'C',  'a',  'r',  'l',  'R',  'S',  'A'};
-  EXPECT_EQ(issuer, BlobBytes(info.Issuer));
-  const Bytes subject = {0x30, 0x11, 0x31, 0x0F, 0x30, 0x0D, 0x06, 0x03, 0x55, 0x04,
-                         0x03, 0x13, 0x06, 'B',  'o',  'b',  'R',  'S',  'A'};
-  EXPECT_EQ(subject, BlobBytes(info.Subject));
+  EXPECT_EQ(CommonName(0x13, "CarlRSA"), BlobBytes(info.Issuer));
+  EXPECT_EQ(CommonName(0x13, "BobRSA"), BlobBytes(info.Subject));
   EXPECT_STREQ("1.2.840.113549.1.1.5", info.SignatureAlgorithm.pszObjId);
   EXPECT_EQ((Bytes{0x05, 0x00}), BlobBytes(info.SignatureAlgorithm.Parameters));
 
-  const SYSTEMTIME notBefore = ToSystemTime(info.NotBefore), notAfter = ToSystemTime(info.NotAfter);
-  EXPECT_EQ((std::vector<WORD>{1999, 9, 19, 1, 9, 2}),
-            (std::vector<WORD>{notBefore.wYear, notBefore.wMonth, notBefore.wDay, notBefore.wHour,
-                               notBefore.wMinute, notBefore.wSecond}));
-  EXPECT_EQ((std::vector<WORD>{2039, 12, 31, 23, 59, 59}),
-            (std::vector<WORD>{notAfter.wYear, notAfter.wMonth, notAfter.wDay, notAfter.wHour,
-                               notAfter.wMinute, notAfter.wSecond}));
+  EXPECT_EQ((std::vector<WORD>{1999, 9, 19, 1, 9, 2}), Fields(info.NotBefore));
+  EXPECT_EQ((std::vector<WORD>{2039, 12, 31, 23, 59, 59}), Fields(info.NotAfter));
 
   const CERT_PUBLIC_KEY_INFO& key = info.SubjectPublicKeyInfo;
   EXPECT_STREQ("1.2.840.113549.1.1.1", key.Algorithm.pszObjId);
@@ -85,8 +86,7 @@ TEST_F(CertificateTest, SerialNumbersKeepTheirSignOctet) {
       CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
   ASSERT_NE(nullptr, cert);
   EXPECT_EQ((Bytes{0x01, 0xFF, 0x00}), BlobBytes(cert->pCertInfo->SerialNumber));
-  const Bytes name = {0x30, 0x0E, 0x31, 0x0C, 0x30, 0x0A, 0x06, 0x03,
-                      0x55, 0x04, 0x03, 0x0C, 0x03, 'a',  'b',  'c'};
+  const Bytes name = CommonName(0x0C, "abc");
   EXPECT_EQ(name, BlobBytes(cert->pCertInfo->Issuer));
   EXPECT_EQ(name, BlobBytes(cert->pCertInfo->Subject));
   EXPECT_TRUE(CertFreeCertificateContext(cert));
@@ -122,25 +122,6 @@ TEST_F(CertificateTest, HostileEncodingsAreRefused) {
   }
   EXPECT_EQ(nullptr,
             CertCreateCertificateContext(PKCS_7_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size())));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-}
-
-TEST_F(CertificateTest, ContextsAreCountedReferences) {
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
-  ASSERT_NE(nullptr, cert);
-  EXPECT_EQ(cert, CertDuplicateCertificateContext(cert));
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-  EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-  EXPECT_FALSE(CertFreeCertificateContext(cert));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-  CERT_CONTEXT foreign = {};
-  EXPECT_FALSE(CertFreeCertificateContext(&foreign));
-  EXPECT_EQ(nullptr, CertDuplicateCertificateContext(&foreign));
-  EXPECT_TRUE(CertFreeCertificateContext(nullptr));
-  DWORD length = 0;
-  EXPECT_FALSE(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
 }
 
@@ -203,6 +184,25 @@ TEST_F(CertificateTest, KeyProviderInfoFollowsTheSizeQueryProtocol) {
   EXPECT_FALSE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
   EXPECT_TRUE(CertFreeCertificateContext(cert));
+}
+
+TEST_F(CertificateTest, ContextsAreCountedReferences) {
+  PCCERT_CONTEXT cert =
+      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
+  ASSERT_NE(nullptr, cert);
+  EXPECT_EQ(cert, CertDuplicateCertificateContext(cert));
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+  EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+  EXPECT_FALSE(CertFreeCertificateContext(cert));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  CERT_CONTEXT foreign = {};
+  EXPECT_FALSE(CertFreeCertificateContext(&foreign));
+  EXPECT_EQ(nullptr, CertDuplicateCertificateContext(&foreign));
+  EXPECT_TRUE(CertFreeCertificateContext(nullptr));
+  DWORD length = 0;
+  EXPECT_FALSE(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
 }
 
 }  // namespace

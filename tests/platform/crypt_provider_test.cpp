@@ -1,5 +1,6 @@
-// Providers: acquiring one from a key file or as a verification context,
-// the codes for every way that fails, releasing, and random numbers.
+// Providers (acquiring one from a key file or as a verification context, the
+// codes for every way that fails, releasing, random numbers) and the OID
+// function table with the provider's pre-installed key import functions.
 #include <gtest/gtest.h>
 
 #include "crypt_test_support.h"
@@ -54,16 +55,6 @@ TEST(CryptProviderTest, KeyFamilyMustMatchTheProviderType) {
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(rsa.c_str(), PROV_GOST_2012_256, 0));
 }
 
-TEST(CryptProviderTest, EncryptedKeyFilesAreRefusedWithoutPrompting) {
-  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
-  ScratchDir dir;
-  const std::string key = dir.File("key.pem");
-  ASSERT_TRUE(
-      Shell("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes128 -pass pass:secret -out " +
-            key + " </dev/null"));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(key.c_str(), PROV_RSA_AES, 0));
-}
-
 TEST(CryptProviderTest, ReleasedAndForeignProvidersAreRefused) {
   HCRYPTPROV prov = 0;
   ASSERT_TRUE(CryptAcquireContextA(&prov, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
@@ -99,6 +90,79 @@ TEST(CryptProviderTest, WideContainerNamesAreUtf8Paths) {
   HCRYPTPROV other = 0;
   EXPECT_FALSE(CryptAcquireContextW(&other, notACharacter, nullptr, PROV_RSA_FULL, 0));
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
+TEST(CryptProviderTest, EncryptedKeyFilesAreRefusedWithoutPrompting) {
+  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
+  ScratchDir dir;
+  const std::string key = dir.File("key.pem");
+  ASSERT_TRUE(
+      Shell("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes128 -pass pass:secret -out " +
+            key + " </dev/null"));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), AcquireError(key.c_str(), PROV_RSA_AES, 0));
+}
+
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+BOOL WINAPI FirstImport(HCRYPTPROV, DWORD, PCRYPT_ALGORITHM_IDENTIFIER, PCRYPT_ALGORITHM_IDENTIFIER, PBYTE,
+                        DWORD, HCRYPTKEY*) {
+  return FALSE;
+}
+BOOL WINAPI SecondImport(HCRYPTPROV, DWORD, PCRYPT_ALGORITHM_IDENTIFIER, PCRYPT_ALGORITHM_IDENTIFIER, PBYTE,
+                         DWORD, HCRYPTKEY*) {
+  return TRUE;
+}
+
+// The function found for `oid` in `set`, null if none; releases the handle.
+void* Lookup(HCRYPTOIDFUNCSET set, const char* oid, DWORD* error = nullptr) {
+  void* function = nullptr;
+  HCRYPTOIDFUNCADDR handle = nullptr;
+  const BOOL found = CryptGetOIDFunctionAddress(set, kEncoding, oid, 0, &function, &handle);
+  if (error) *error = found ? 0 : GetLastError();
+  EXPECT_TRUE(!found || CryptFreeOIDFunctionAddress(handle, 0));
+  return function;
+}
+
+TEST(CryptOidFunctionsTest, PreinstalledForEveryContentCipherAndInstalledInOrder) {
+  HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0);
+  ASSERT_NE(nullptr, set);
+  EXPECT_EQ(set, CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0));
+  for (const char* oid : {"2.16.840.1.101.3.4.1.2", "2.16.840.1.101.3.4.1.22", "2.16.840.1.101.3.4.1.42",
+                          "1.2.840.113549.3.7", "1.2.840.113549.3.2", "1.2.643.2.2.21"})
+    EXPECT_NE(nullptr, Lookup(set, oid)) << oid;
+  DWORD error = 0;
+  EXPECT_EQ(nullptr, Lookup(set, "1.2.840.113549.3.4", &error));  // RC4: none
+  EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), error);
+
+  HCRYPTOIDFUNCSET own = CryptInitOIDFunctionSet("CmskitTestFunctionSet", 0);
+  CRYPT_OID_FUNC_ENTRY first = {"1.2.3.4", reinterpret_cast<void*>(&FirstImport)};
+  CRYPT_OID_FUNC_ENTRY second = {"1.2.3.4", reinterpret_cast<void*>(&SecondImport)};
+  ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &first, 0));
+  ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &second, 0));
+  EXPECT_EQ(reinterpret_cast<void*>(&FirstImport), Lookup(own, "1.2.3.4"));
+  ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &second,
+                                             CRYPT_INSTALL_OID_FUNC_BEFORE_FLAG));
+  EXPECT_EQ(reinterpret_cast<void*>(&SecondImport), Lookup(own, "1.2.3.4"));
+  EXPECT_EQ(nullptr, Lookup(own, "1.2.3"));
+  EXPECT_EQ(nullptr, Lookup(set, "1.2.3.4"));  // another set does not see them
+}
+
+TEST(CryptOidFunctionsTest, BadArgumentsAndStaleHandlesAreRefused) {
+  HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0);
+  void* function = reinterpret_cast<void*>(&FirstImport);
+  HCRYPTOIDFUNCADDR handle = nullptr;
+  int notASet = 0;
+  EXPECT_FALSE(CryptGetOIDFunctionAddress(&notASet, kEncoding, "1.2.643.2.2.21", 0, &function, &handle));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_EQ(nullptr, function);
+  EXPECT_FALSE(CryptGetOIDFunctionAddress(set, kEncoding, nullptr, 0, &function, &handle));
+  EXPECT_EQ(nullptr, CryptInitOIDFunctionSet(nullptr, 0));
+  EXPECT_FALSE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "Set", 1, nullptr, 0));
+  ASSERT_TRUE(CryptGetOIDFunctionAddress(set, kEncoding, "1.2.643.2.2.21", 0, &function, &handle));
+  EXPECT_TRUE(CryptFreeOIDFunctionAddress(handle, 0));
+  EXPECT_FALSE(CryptFreeOIDFunctionAddress(handle, 0));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(CryptFreeOIDFunctionAddress(nullptr, 0));
 }
 
 }  // namespace

@@ -8,19 +8,26 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <list>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "cmskit/asn_codec.h"
+#include "enveloped/enveloped_test_util.h"
 #include "platform/posix/crypt_der.h"
 #include "platform/win32.h"
 
 namespace cmskit {
 namespace crypt_test {
 
-using Bytes = std::vector<BYTE>;
+// Handles, files and key parameters as the enveloped tests have them.
+using test::Bytes;
+using test::KeyHandle;
+using test::KeyParam;
+using ProvHandle = test::ProviderHandle;
+inline Bytes ReadBytes(const std::string& path) { return test::ReadFileBytes(path); }
+inline void WriteBytes(const std::string& path, const Bytes& bytes) { test::WriteFileBytes(path, bytes); }
 
 inline std::string DataFile(const std::string& name) {
   return std::string(CMSKIT_TEST_DATA) + "/crypt/" + name;
@@ -44,16 +51,6 @@ inline bool HaveGost() {
     return HaveOpenSsl() && Shell("openssl engine -t gost");
   }();
   return have;
-}
-
-inline Bytes ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void WriteBytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 inline Bytes PatternBytes(size_t size, unsigned seed) {
@@ -92,23 +89,6 @@ class ScratchDir {
   std::string path_;
 };
 
-// A provider or key handle released at the end of its scope.
-template <class Handle, BOOL (*Release)(Handle)>
-class Owned {
- public:
-  Owned() = default;
-  ~Owned() {
-    if (handle) Release(handle);
-  }
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  Handle handle = 0;
-};
-
-inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 0); }
-using ProvHandle = Owned<HCRYPTPROV, ReleaseProvider>;
-using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
-
 // The parts of a single-recipient EnvelopedData that key import and content
 // decryption need.
 struct Envelope {
@@ -119,67 +99,42 @@ struct Envelope {
   Bytes encryptedContent;
 };
 
-namespace detail {
-
-inline bool Step(posix::DerReader& reader, BYTE tag, posix::DerElement* element) {
-  return reader.Expect(tag, element) == 0;
+// The elements inside a constructed element, empty when it is broken.
+inline std::vector<IdentObj> Children(const IdentObj& element) {
+  std::list<IdentObj> out;
+  int status = 0;
+  ASNTGetSequence(out, element.data(), element.size(), &status);
+  return std::vector<IdentObj>(out.begin(), out.end());
 }
 
-inline Bytes ValueOf(const posix::DerElement& element) {
-  return Bytes(element.value, element.value + element.length);
+inline Bytes ValueOf(const IdentObj& element) {
+  ASNTElementInfo info;
+  if (element.IsEmpty() || ASNTReadHeader(info, element.data(), element.size())) return Bytes();
+  return Bytes(info.contents, info.contents + info.length);
 }
 
-// The IV inside CBC (OCTET STRING), RC2 (SEQUENCE {INTEGER, OCTET STRING})
-// and GOST (SEQUENCE {OCTET STRING, OID}) parameters.
-inline Bytes IvOf(const Bytes& params) {
-  posix::DerReader reader(params.data(), params.size());
-  posix::DerElement element;
-  if (reader.Next(&element)) return Bytes();
-  if (element.tag == posix::kDerOctetString) return ValueOf(element);
-  posix::DerReader fields(element);
-  while (!fields.AtEnd() && fields.Next(&element) == 0) {
-    if (element.tag == posix::kDerOctetString) return ValueOf(element);
-  }
-  return Bytes();
-}
-
-}  // namespace detail
-
+// Walks ContentInfo, EnvelopedData, the first recipient and the
+// EncryptedContentInfo; the IV sits in CBC (OCTET STRING), RC2 (SEQUENCE
+// {INTEGER, OCTET STRING}) and GOST (SEQUENCE {OCTET STRING, OID}) parameters.
 inline bool ParseEnvelope(const Bytes& der, Envelope* envelope) {
-  using posix::DerElement;
-  using posix::DerReader;
-  DerElement contentInfo, oid, explicitContent, enveloped, version, recipients, recipient, part, content, alg,
-      algOid, params, encrypted;
-  DerReader outer(der.data(), der.size());
-  if (!detail::Step(outer, posix::kDerSequence, &contentInfo)) return false;
-  DerReader info(contentInfo);
-  if (!detail::Step(info, posix::kDerOid, &oid) || !detail::Step(info, 0xA0, &explicitContent)) return false;
-  DerReader wrapper(explicitContent);
-  if (!detail::Step(wrapper, posix::kDerSequence, &enveloped)) return false;
-  DerReader fields(enveloped);
-  if (!detail::Step(fields, posix::kDerInteger, &version)) return false;
-  if (fields.PeekTag() == 0xA0 && fields.Next(&part)) return false;  // originatorInfo
-  if (!detail::Step(fields, 0x31, &recipients) || !detail::Step(fields, posix::kDerSequence, &content))
-    return false;
-  DerReader recipientList(recipients);
-  if (!detail::Step(recipientList, posix::kDerSequence, &recipient)) return false;
-  DerReader ktri(recipient);
-  for (int i = 0; i < 3; ++i) {  // version, rid, keyEncryptionAlgorithm
-    if (ktri.Next(&part)) return false;
+  const std::vector<IdentObj> contentInfo = Children(IdentObj(der.data(), static_cast<DWORD>(der.size())));
+  const std::vector<IdentObj> wrapper = contentInfo.size() == 2 ? Children(contentInfo[1]) : contentInfo;
+  if (wrapper.size() != 1) return false;
+  const std::vector<IdentObj> fields = Children(wrapper[0]);
+  const size_t at = fields.size() > 1 && fields[1].data()[0] == 0xA0 ? 2 : 1;  // after originatorInfo
+  if (fields.size() < at + 2) return false;
+  const std::vector<IdentObj> recipients = Children(fields[at]), eci = Children(fields[at + 1]);
+  const std::vector<IdentObj> ktri = recipients.empty() ? recipients : Children(recipients[0]);
+  const std::vector<IdentObj> alg = eci.size() == 3 ? Children(eci[1]) : eci;
+  if (ktri.size() != 4 || alg.empty()) return false;
+  envelope->encryptedKey = ValueOf(ktri[3]);
+  const Bytes oid = ValueOf(alg[0]);
+  envelope->contentOid = posix::OidText(oid.data(), oid.size());
+  if (alg.size() > 1) envelope->contentParams.assign(alg[1].data(), alg[1].data() + alg[1].size());
+  for (const IdentObj& field : alg.size() > 1 && alg[1].data()[0] == 0x30 ? Children(alg[1]) : alg) {
+    if (field.data()[0] == posix::kDerOctetString) envelope->iv = ValueOf(field);
   }
-  if (!detail::Step(ktri, posix::kDerOctetString, &part)) return false;
-  envelope->encryptedKey = detail::ValueOf(part);
-  DerReader eci(content);
-  if (!detail::Step(eci, posix::kDerOid, &part) || !detail::Step(eci, posix::kDerSequence, &alg))
-    return false;
-  DerReader algorithm(alg);
-  if (!detail::Step(algorithm, posix::kDerOid, &algOid)) return false;
-  envelope->contentOid = posix::OidText(algOid.value, algOid.length);
-  if (!algorithm.AtEnd() && algorithm.Next(&params) == 0)
-    envelope->contentParams.assign(params.start, params.start + params.size);
-  envelope->iv = detail::IvOf(envelope->contentParams);
-  if (!detail::Step(eci, 0x80, &encrypted)) return false;
-  envelope->encryptedContent = detail::ValueOf(encrypted);
+  envelope->encryptedContent = ValueOf(eci[2]);
   return true;
 }
 

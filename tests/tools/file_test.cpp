@@ -1,8 +1,10 @@
-// CTOOFile: a binary file that records each failure in itself.
+// CTOOFile, temporary folders and copies with retries.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <chrono>
+#include <fstream>
 #include <string>
 
 #include "cmskit/file.h"
@@ -11,84 +13,55 @@
 namespace cmskit {
 namespace {
 
-class CTOOFileTest : public ::testing::Test {
+std::string Join(const std::string& folder, const char* name) {
+  return TOO::FILENAME(folder.c_str(), name).path;
+}
+bool IsFolder(const std::string& path) {
+  const DWORD attributes = GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+class ToolsFiles : public ::testing::Test {
  protected:
   std::string Path(const char* name) const { return TOO::FILENAME(scratch_.c_str(), name).path; }
+  std::string Write(const char* name, const std::string& text) const {
+    std::ofstream(Path(name), std::ios::binary) << text;
+    return Path(name);
+  }
   TOO::TEMPFOLDER scratch_{true};
 };
 
-TEST_F(CTOOFileTest, WriteSeekTellRead) {
-  const std::string path = Path("data.bin");
-  CTOOFile file(path.c_str(), "w+b");
-  ASSERT_TRUE(file.IsOpen());
-  EXPECT_FALSE(file.IsError());
-  EXPECT_EQ(file.GetFileName(), path);
-  const char bytes[] = "0123456789";
-  EXPECT_EQ(file.Write(bytes, 10), 10u);
-  EXPECT_EQ(file.GetLength(), 10u);
-  EXPECT_EQ(file.Tell(), 10);
-  EXPECT_EQ(file.Seek(2, SEEK_SET), 0);
-  char buffer[32] = {};
-  EXPECT_EQ(file.Read(buffer, 4), 4u);
-  EXPECT_STREQ(buffer, "2345");
-  EXPECT_EQ(file.Seek(1, SEEK_CUR), 0);
-  EXPECT_EQ(file.Tell(), 7);
+TEST_F(ToolsFiles, ReadWriteSeekAndFailures) {
+  CTOOFile file(Path("data.bin").c_str(), "w+b");
+  EXPECT_EQ(file.Write("0123456789", 10), 10u);
   EXPECT_EQ(file.Seek(-2, SEEK_END), 0);
-  EXPECT_EQ(file.Tell(), 8);
+  char buffer[8] = {};
+  EXPECT_EQ(file.Read(buffer, sizeof buffer), 2u);  // short count, no error
+  EXPECT_FALSE(file.IsError());
 
-  // Past the end: a short count, and no error.
-  EXPECT_EQ(file.Read(buffer, sizeof(buffer)), 2u);
-  EXPECT_FALSE(file.IsError());
-  EXPECT_EQ(file.Write(bytes, 0), 0u);
-  EXPECT_FALSE(file.IsError());
-  EXPECT_EQ(file.GetLength(), 10u);
-  file.Close();
-  EXPECT_FALSE(file.IsOpen());
-  EXPECT_FALSE(file.IsError());
+  CTOOFile missing(Path("missing").c_str(), "rb");
+  EXPECT_EQ(missing.GetStatus(), 4);
+  EXPECT_EQ(missing.GetErrno(), static_cast<uint32_t>(ENOENT));
+  EXPECT_THROW(CTOOFile(Path("missing").c_str(), "rb", true), XTOOFile);
+  CTOOFile closed;
+  EXPECT_EQ(closed.Seek(0, SEEK_SET), -1);
+  EXPECT_EQ(closed.GetStatus(), 117);
+  EXPECT_STREQ(closed.message.c_str(), "file - ..\\..\\source\\file_com, line - 632");
 }
 
-TEST_F(CTOOFileTest, NullModeOpensForUpdateOrCreates) {
-  const std::string path = Path("update.bin");
-  {
-    CTOOFile created(path.c_str(), nullptr);
-    ASSERT_TRUE(created.IsOpen());
-    EXPECT_EQ(created.Write("abc", 3), 3u);
-  }
-  CTOOFile existing(path.c_str(), nullptr);
-  ASSERT_TRUE(existing.IsOpen());
-  char buffer[4] = {};
-  EXPECT_EQ(existing.Read(buffer, 3), 3u);  // r+b kept the contents
-  EXPECT_STREQ(buffer, "abc");
-}
-
-TEST_F(CTOOFileTest, MissingFileIsReportedWithThePath) {
-  const std::string path = Path("missing.bin");
-  CTOOFile file(path.c_str(), "rb");
-  EXPECT_FALSE(file.IsOpen());
-  EXPECT_EQ(file.GetStatus(), 4);  // from ERROR_FILE_NOT_FOUND
-  EXPECT_EQ(file.GetErrno(), static_cast<uint32_t>(ENOENT));
-  EXPECT_STREQ(file.message.c_str(), path.c_str());
-  EXPECT_EQ(StatusToWin32(file.GetStatus()), 2u);
-
-  try {
-    CTOOFile raising(path.c_str(), "rb", true);
-    FAIL() << "no exception";
-  } catch (const XTOOFile& e) {
-    EXPECT_EQ(e.GetStatus(), 4);
-    EXPECT_EQ(e.GetErrno(), static_cast<uint32_t>(ENOENT));
-  }
-}
-
-TEST_F(CTOOFileTest, UnreachableDriveLeavesTheFileAsItWas) {
-  CTOOFile file(Path("kept.bin").c_str(), "wb");
-  ASSERT_TRUE(file.IsOpen());
-  file.Open("Q:\\no-such-drive\\file.bin", "rb");
-  EXPECT_TRUE(file.IsOpen());
-  EXPECT_EQ(file.GetStatus(), 0);
-  EXPECT_FALSE(file.IsError());
-  EXPECT_EQ(file.GetFileName(), Path("kept.bin"));
-  file.Open(nullptr, "rb");
-  EXPECT_TRUE(file.IsOpen());
+TEST_F(ToolsFiles, CopyWithRetryFailsAsStatus64) {
+  const std::string source = Write("source", "payload"), target = Write("target", "old");
+  XTOOFile error;
+  EXPECT_TRUE(CopyWithRetry(source.c_str(), target.c_str(), false, error));
+  EXPECT_EQ(GetFileLengthByName(target.c_str(), error), 7u);
+  EXPECT_FALSE(CopyWithRetry(source.c_str(), Path("no/target").c_str(), false, error));
+  EXPECT_EQ(error.GetStatus(), 64);
+  EXPECT_EQ(error.GetErrno(), static_cast<uint32_t>(ENOENT));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(CopyWithRetry(source.c_str(), target.c_str(), true, error));  // exists: retried 4 s
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3800));
+  EXPECT_EQ(GetFileLengthByName(Path("missing").c_str(), error), 0xFFFFFFFFu);
+  EXPECT_EQ(error.GetStatus(), 17);
 }
 
 TEST(CTOOFileClosed, EveryOperationRecordsStatus117) {
@@ -122,15 +95,25 @@ TEST(CTOOFileClosed, EveryOperationRecordsStatus117) {
   }
 }
 
-TEST(CTOOFileClosed, RaisingFileThrowsAndNextOperationClears) {
-  CTOOFile file;
-  file.raise = 1;
-  EXPECT_THROW(file.Tell(), XTOOFile);
-  file.raise = 0;
-  file.Tell();
-  EXPECT_TRUE(file.IsError());
-  file.Open(nullptr, "rb");  // every operation starts with a clean record
-  EXPECT_FALSE(file.IsError());
+TEST_F(ToolsFiles, TempFolderRemovedWithItsContentsOrKeptOnRequest) {
+  std::string removed, kept;
+  for (bool removeOnDestroy : {true, false}) {
+    TOO::TEMPFOLDER folder(removeOnDestroy);
+    (removeOnDestroy ? removed : kept) = folder.path;
+    std::ofstream(TOO::FILENAME(folder.c_str(), "file.txt").path) << "data";
+    TOO::FOLDER deep(Join(Join(folder.path, "sub"), "deeper").c_str());
+    ASSERT_TRUE(deep.Create());  // both levels
+    EXPECT_TRUE(IsFolder(deep.path));
+    std::ofstream(Join(deep.path, "inner.bin")) << "x";
+  }
+  EXPECT_FALSE(FileExists(removed.c_str()));
+  EXPECT_TRUE(IsFolder(kept));
+  EXPECT_FALSE(TOO::FOLDER(kept.c_str()).Remove(false));  // not empty
+  // Windows callers hand in backslash paths: the walk follows them everywhere.
+  std::string backslashed = kept;
+  std::replace(backslashed.begin(), backslashed.end(), '/', '\\');
+  EXPECT_TRUE(TOO::FOLDER(backslashed.c_str()).Remove(true));
+  EXPECT_FALSE(FileExists(kept.c_str()));
 }
 
 }  // namespace

@@ -1,0 +1,171 @@
+// Base64: the codec (RFC 4648 vectors, capacities, wrapping, flags), the
+// character reader, and file decoding that agrees with a quantum-by-quantum reading.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cmskit/file.h"
+#include "cmskit/message_files.h"
+#include "cmskit/status.h"
+#include "files/base64.h"
+#include "files/base64_chars.h"
+#include "temp_files.h"
+
+namespace cmskit {
+namespace {
+
+std::string Encode(const std::string& bytes, DWORD flags = 0, DWORD line = 0,
+                   const char* separator = nullptr) {
+  const size_t needed = Base64Encode(bytes.data(), bytes.size(), nullptr, 0, flags, line, separator);
+  std::string text(needed, '?');
+  const size_t written = Base64Encode(bytes.data(), bytes.size(), &text[0], needed, flags, line, separator);
+  EXPECT_EQ(written + 1, needed);
+  text.resize(written);
+  return text;
+}
+
+// The decoded bytes, or "#<status>" when the decoder throws.
+std::string Decode(const std::string& text, DWORD flags = 0) {
+  try {
+    std::vector<BYTE> bytes(Base64Decode(text.data(), text.size(), nullptr, 0, flags));
+    const size_t written = Base64Decode(text.data(), text.size(), bytes.data(), bytes.size(), flags);
+    return std::string(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(written));
+  } catch (const XTOOStatus& e) {
+    return "#" + std::to_string(e.GetStatus());
+  }
+}
+
+TEST(Base64Codec, VectorsCapacitiesAndWrapping) {
+  // clang-format off
+  const char* kVectors[][2] = {{"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="},
+                               {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}};
+  // clang-format on
+  for (const auto& v : kVectors) {
+    EXPECT_EQ(Encode(v[0]), v[1]);
+    EXPECT_EQ(Decode(v[1]), v[0]);
+  }
+  char text[13];
+  EXPECT_EQ(Base64Encode("foobar!", 7, text, 12, 0), 0u);  // no room for the terminator
+  EXPECT_EQ(TryBase64Encode(nullptr, 3, text, sizeof text, 0), 0u);
+  BYTE out[3];
+  EXPECT_EQ(Base64Decode("Zg==", 4, out, 2, 0), 0u);  // the unpadded figure must fit
+  EXPECT_EQ(Base64Decode("Zm9v", 0, out, 3, 0), 3u);  // length 0: zero-terminated
+  const std::string bytes(13, 'A');
+  EXPECT_EQ(Encode(bytes, kBase64WrapLines, 5, "\r\n"), "QUFBQUFB\r\nQUFBQUFB\r\nQQ==\r\n");  // 5 -> 8
+  EXPECT_EQ(Encode(bytes, 0, 4), "QUFBQUFBQUFBQUFBQQ==");
+  std::mt19937 random(7);
+  for (size_t length = 0; length < 300; ++length) {
+    std::string bytes(length, '\0');
+    for (char& b : bytes) b = static_cast<char>(random());
+    EXPECT_EQ(Decode(Encode(bytes, kBase64WrapLines, 76, "\r\n"), kBase64AllowWhiteSpace), bytes);
+  }
+}
+
+TEST(Base64Codec, DecodeFlagsGovernWhatIsSkipped) {
+  const struct {
+    const char* text;
+    DWORD flags;
+    const char* result;
+  } cases[] = {
+      {"Zg", 0, "f"},
+      {"Zm9vY", 0, "#131"},
+      {"Zm9v\r\nYmFy", 0, "#131"},
+      {"Zm9v\r\nYm\tFy ", kBase64AllowWhiteSpace, "foobar"},
+      {"Zm9v*Ym.Fy", kBase64SkipInvalid, "foobar"},
+      {"Zg==Zg==", 0, "#131"},
+      {"Zg=junk", kBase64StopAtPad, "f"},
+      {"Zg=*=", kBase64SkipInvalid, "f"},
+      {"Zm8==", 0, "#131"},
+      {"Z===", 0, "#131"},
+      {"Zg=A", 0, "#131"},
+      {"Zm9\xff", 0, "fo@"},  // bytes above ASCII count as zero data
+  };
+  for (const auto& c : cases) EXPECT_EQ(Decode(c.text, c.flags), c.result) << c.text << " " << c.flags;
+  BYTE out[12];
+  EXPECT_EQ(TryBase64Decode("Z===", 4, out, sizeof out, 0), 0u);
+  EXPECT_EQ(Base64DecodeQuanta("Zm9vYmFyZg==", 12, out), 8u);  // stops at the first unusual quantum
+  EXPECT_EQ(Base64DecodeQuanta("Zm9v\nYmFy", 9, out), 4u);
+}
+
+TEST(ReadBase64Chars, SkipsArmourAndWhiteSpaceAndRefusesTheRest) {
+  const struct {
+    const char* text;
+    const char* chars;  // of the first quantum; "" when refused
+  } cases[] = {
+      {"  QU\r\n\tJD", "QUJD"},
+      {"-----BEGIN A-LONG LABEL-----\nQUJD", "QUJD"},  // a dash inside armour
+      {"QU-----never closed *", "QU"},
+      {"QU*D", ""},
+      {"QUJD-", ""},  // marker cut short
+      {"QU\x80JD", ""},
+  };
+  TempFiles files;
+  for (const auto& c : cases) {
+    CTOOFile file(files.Write("chars", c.text).c_str(), "rb");
+    std::vector<char> chars;
+    const size_t count = ReadBase64Chars(file, chars, 340);
+    EXPECT_EQ(std::string(chars.begin(), chars.begin() + static_cast<long>(count)), c.chars) << c.text;
+  }
+}
+
+// The conversion as plainly stated: one quantum read, decoded and kept at a time.
+bool ReferenceDecode(const std::string& path, std::string& out) {
+  CTOOFile file(path.c_str(), "rb");
+  for (;;) {
+    std::vector<char> quantum;
+    const size_t count = ReadBase64Chars(file, quantum, 4);
+    if (count == 0) return true;
+    BYTE bytes[3];
+    const size_t decoded = count == 4 ? TryBase64Decode(quantum.data(), count, bytes, sizeof bytes, 0) : 0;
+    if (decoded == 0) return false;
+    out.append(bytes, bytes + decoded);
+  }
+}
+
+std::string NoisyText(std::mt19937& random, size_t length, bool enders) {
+  static const char kPieces[][8] = {"QUFB", "QUFB", "\r\n", " ", "Zg==", "-----",
+                                    "QUFB", "=",    "-",    "*", "Q",    "\x80"};
+  std::string text;
+  while (text.size() < length) text += kPieces[random() % (enders ? 12 : 7)];
+  return text;
+}
+
+TEST(Base64FileDecode, AgreesWithQuantumByQuantumDecoding) {
+  TempFiles files;
+  std::mt19937 random(5);
+  for (int round = 0; round < 1000; ++round) {
+    const bool large = round % 250 == 0;             // crosses the read blocks
+    const std::string name = std::to_string(round);  // fresh names: no flush per rewrite
+    const std::string in =
+        files.Write("in" + name, NoisyText(random, large ? 400000 : random() % 200, !large));
+    const std::string out = files.Path("out" + name);
+    std::string expected;
+    ASSERT_EQ(Base64FileDecode(in.c_str(), out.c_str()), ReferenceDecode(in, expected)) << round;
+    ASSERT_EQ(TempFiles::Read(out), expected) << round;
+  }
+}
+
+TEST(Base64FileConvert, RoundTripsAndFailures) {
+  TempFiles files;
+  std::mt19937 random(11);
+  for (size_t length : {size_t{0}, size_t{1}, size_t{(1 << 17) - 1}, size_t{(1 << 20) + 2}}) {
+    std::string bytes(length, '\0');
+    for (char& b : bytes) b = static_cast<char>(random());
+    const std::string text = files.Path("text"), back = files.Path("back");
+    ASSERT_TRUE(Base64FileEncode(files.Write("in", bytes).c_str(), text.c_str()));
+    EXPECT_EQ(TempFiles::Read(text).size(), (length + 2) / 3 * 4);  // one unbroken padded line
+    ASSERT_TRUE(Base64FileDecode(text.c_str(), back.c_str()));
+    EXPECT_EQ(TempFiles::Read(back), bytes);
+  }
+  // The destination is judged only by its first write.
+  const std::string nowhere = files.Path("missing/folder/out");
+  EXPECT_TRUE(Base64FileEncode(files.Write("empty", "").c_str(), nowhere.c_str()));
+  EXPECT_FALSE(Base64FileEncode(files.Write("in", "foo").c_str(), nowhere.c_str()));
+  EXPECT_FALSE(Base64FileDecode(files.Path("absent").c_str(), files.Path("out").c_str()));
+  EXPECT_FALSE(Base64FileEncode(nullptr, files.Path("out").c_str()));
+}
+
+}  // namespace
+}  // namespace cmskit
