@@ -74,6 +74,8 @@ measure() {
   RSS=$(sed -n 's/.*Maximum resident set size (kbytes): //p' time.txt)
 }
 
+median() { printf '%s\n' "$@" | sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
+
 # Median wall time and largest peak over $reps runs; REMOVE is deleted first.
 measure_reps() {
   local walls=() peak=0
@@ -83,7 +85,7 @@ measure_reps() {
     walls+=("$WALL")
     [ "$RSS" -gt "$peak" ] && peak=$RSS
   done
-  WALL=$(printf '%s\n' "${walls[@]}" | sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }')
+  WALL=$(median "${walls[@]}")
   RSS=$peak
 }
 
@@ -119,10 +121,22 @@ done
 # ---- file rows ----------------------------------------------------------------
 rate() { awk -v m="$1" -v s="$2" 'BEGIN { print m / s }'; }
 
-REMOVE=dd.out measure_reps dd if=stream.bin of=dd.out bs=4K status=none
-dd_wall=$WALL dd_rss=$RSS
-REMOVE=stream.out measure_reps env CMSKIT_COMPARE_SIGNED_FILE="$work/stream.der" \
-  CMSKIT_COMPARE_OUT_FILE="$work/stream.out" "$bench"
+# The two sides take turns, so that write-back of earlier runs and whatever
+# else the machine does at the time weigh on both alike.
+dd_walls=() our_walls=() dd_rss=0 our_rss=0
+for _ in $(seq "$reps"); do
+  rm -f dd.out
+  measure dd if=stream.bin of=dd.out bs=4K status=none
+  dd_walls+=("$WALL")
+  if [ "$RSS" -gt "$dd_rss" ]; then dd_rss=$RSS; fi
+  rm -f dd.out stream.out
+  measure env CMSKIT_COMPARE_SIGNED_FILE="$work/stream.der" CMSKIT_COMPARE_OUT_FILE="$work/stream.out" "$bench"
+  our_walls+=("$WALL")
+  if [ "$RSS" -gt "$our_rss" ]; then our_rss=$RSS; fi
+  rm -f stream.out
+done
+dd_wall=$(median "${dd_walls[@]}")
+WALL=$(median "${our_walls[@]}") RSS=$our_rss
 row "stream signed file $stream_mib MiB, read+write vs dd bs=4K of the content" MiB/s \
   "$(rate "$stream_mib" "$WALL")" "$(rate "$stream_mib" "$dd_wall")" "$RSS" "$dd_rss"
 rm -f dd.out stream.out stream.der stream.bin
