@@ -25,10 +25,30 @@ DWORD MemorySink::Take(CTOOFile& source, uint64_t length) {
   return 0;
 }
 
+FileSink::FileSink(CTOOFile& target) : target_(target), held_(uint64_t{kCopyBlock} * kBlocksPerCall) {}
+
 DWORD FileSink::Take(CTOOFile& source, uint64_t length) {
-  const uint64_t copied = CopyBlocks(source, target_, length);
-  produced += copied;
-  return copied == length ? 0 : kIncompleteCopy;
+  if (length > held_.size() - count_) {
+    const DWORD code = Finish();
+    if (code != 0) return code;
+  }
+  if (length >= held_.size()) {
+    const uint64_t copied = CopyBlocks(source, target_, length);
+    produced += copied;
+    return copied == length ? 0 : kIncompleteCopy;
+  }
+  const uint32_t got = source.Read(held_.data() + count_, static_cast<uint32_t>(length));
+  count_ += got;
+  return got == length ? 0 : kIncompleteCopy;
+}
+
+DWORD FileSink::Finish() {
+  if (count_ == 0) return 0;
+  const uint32_t put = target_.Write(held_.data(), static_cast<uint32_t>(count_));
+  produced += put;
+  const bool complete = put == count_;
+  count_ = 0;
+  return complete ? 0 : kIncompleteCopy;
 }
 
 DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
@@ -48,7 +68,7 @@ DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSin
     position += record.GetLength();
     if (sink.ReadsOctets()) reader.MovedTo(position);
   }
-  return 0;
+  return sink.Finish();
 }
 
 }  // namespace cmskit

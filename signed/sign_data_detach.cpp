@@ -131,6 +131,7 @@ DWORD FileRangeToFile(CTOOFile& source, const ToSignStruct& range, uint64_t leng
     code = WalkSegmentsCode(source, range.begin, length, sink);
   else
     code = sink.Take(source, length);
+  if (code == 0) code = sink.Finish();
   out.begin = 0;
   out.end = static_cast<DWORD>(sink.produced);
   return code;
