@@ -1,6 +1,5 @@
-// The whole decryption of a message as a caller does it (read the message,
-// import the key for a certificate, apply the parameters, decrypt into memory
-// or a file), with handles and certificate contexts that release themselves.
+// The whole decryption of a message as a caller does it, with handles and
+// certificate contexts that release themselves.
 #ifndef CMSKIT_TESTS_INTEROP_DECRYPT_INTEROP_UTIL_H
 #define CMSKIT_TESTS_INTEROP_DECRYPT_INTEROP_UTIL_H
 
@@ -16,7 +15,6 @@ namespace cmskit_testing {
 using namespace cmskit;
 
 constexpr DWORD kBadArguments = 160;
-constexpr DWORD kOutOfRoom = 0x8007000Eu;
 
 struct ProviderHandle {
   ProviderHandle() = default;

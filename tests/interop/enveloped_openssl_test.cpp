@@ -1,7 +1,6 @@
 // Enveloped messages made at test time by `openssl cms -encrypt` to RSA
-// certificates: read from memory and from a file, recipients named by issuer
-// and serial number, definite-length ones written back byte for byte by both
-// writers, and a changed message openssl still decrypts.
+// certificates: read from memory and from a file alike, recipients named by
+// issuer and serial number, written back byte for byte by both writers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,13 +13,9 @@ namespace {
 using cmskit::EnvelopedData;
 using cmskit::TransRecipientInfo;
 
-struct Identity {
-  Bytes issuer;  // the encoded Name
-  Bytes serial;  // least significant octet first
-};
-
-// issuer and serialNumber straight from the certificate's TBSCertificate.
-Identity IdentityOf(const std::string& der) {
+// The encoded issuer Name straight from the certificate's TBSCertificate, and
+// its serial number least significant octet first.
+std::pair<Bytes, Bytes> IdentityOf(const std::string& der) {
   const std::vector<Bytes> tbs = Children(Children(ReadBytes(der)).at(0));
   const size_t at = tbs.at(0)[0] == 0xA0 ? 1 : 0;
   Bytes serial(tbs.at(at).begin() + 2, tbs.at(at).end());
@@ -34,19 +29,18 @@ class EnvelopedOpenssl : public ::testing::Test {
     if (!S().ok()) GTEST_SKIP() << "the openssl command is not available";
     S().Cert("one");
     S().Cert("two", "-set_serial 0x80A1B2");  // a sign octet that must survive
-    plain_ = Text(std::string(5000, 'p'));
   }
   static Openssl& S() { return Openssl::Get(); }
 
-  // Reads the message from memory and from its file; both must agree.
-  static void ReadBoth(const Bytes& message, EnvelopedData& inMemory, EnvelopedData& fromFile,
-                       DWORD expected) {
-    int error = -1;
-    EXPECT_EQ(inMemory.ReadObject(message.data(), static_cast<DWORD>(message.size()), &error), expected);
-    EXPECT_EQ(error, 0);
+  // Reads the last made message from memory and from its file.
+  static DWORD ReadBoth(EnvelopedData& inMemory, EnvelopedData& fromFile, int* error) {
+    const Bytes message = ReadBytes(S().Path("message.der"));
+    const DWORD read = inMemory.ReadObject(message.data(), static_cast<DWORD>(message.size()), error);
+    int fileError = -1;
     cmskit::CTOOFile file(S().Path("message.der").c_str(), "rb");
-    EXPECT_EQ(fromFile.ReadObject(file, &error), expected);
-    EXPECT_EQ(error, 0);
+    EXPECT_EQ(fromFile.ReadObject(file, &fileError), read);
+    EXPECT_EQ(fileError, *error);
+    return read;
   }
 
   // openssl sorts the SET of recipients, so each is looked up by its issuer.
@@ -54,30 +48,29 @@ class EnvelopedOpenssl : public ::testing::Test {
     ASSERT_EQ(data.recipientInfos.size(), count);
     for (const char* who : {"one", "two"}) {
       if (!count--) break;
-      const Identity id = IdentityOf(S().Path(std::string(who) + ".cer"));
+      const auto id = IdentityOf(S().Path(std::string(who) + ".cer"));
       const auto found = std::find_if(data.recipientInfos.begin(), data.recipientInfos.end(),
-                                      [&](const TransRecipientInfo& r) { return Of(r.issuer) == id.issuer; });
+                                      [&](const TransRecipientInfo& r) { return Of(r.issuer) == id.first; });
       ASSERT_NE(found, data.recipientInfos.end()) << who;
       EXPECT_EQ(found->version, 0u);
-      EXPECT_EQ(Of(found->serialNumber), id.serial);
+      EXPECT_EQ(Of(found->serialNumber), id.second);
       EXPECT_EQ(found->encryptedKey.size(), 4u + 256u);  // OCTET STRING of a 2048-bit RSA block
     }
   }
 
-  static Bytes WriteToFile(const EnvelopedData& data) {
+  // Both writers of both readings give `expected`.
+  static void ExpectWritten(EnvelopedData& inMemory, EnvelopedData& fromFile, const Bytes& expected) {
     const std::string out = S().Path("written.der");
-    DWORD written = 0;
-    {
+    for (EnvelopedData* data : {&inMemory, &fromFile}) {
+      EXPECT_EQ(Of(data->WriteObject()), expected);
       cmskit::CTOOFile file(out.c_str(), "wb");
       int error = -1;
-      written = data.WriteObject(file, &error);
+      EXPECT_EQ(data->WriteObject(file, &error), expected.size());
       EXPECT_EQ(error, 0);
+      file.Close();
+      EXPECT_EQ(ReadBytes(out), expected);
     }
-    EXPECT_EQ(written, ReadBytes(out).size());
-    return ReadBytes(out);
   }
-
-  Bytes plain_;
 };
 
 TEST_F(EnvelopedOpenssl, DefiniteMessagesReadAndWriteBack) {
@@ -93,10 +86,12 @@ TEST_F(EnvelopedOpenssl, DefiniteMessagesReadAndWriteBack) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.options);
-    const Bytes message = S().Make(plain_, c.options);
+    const Bytes message = S().Make(Pattern(5000), c.options);
     ASSERT_GT(message.size(), 5000u);
     EnvelopedData inMemory, fromFile;
-    ReadBoth(message, inMemory, fromFile, static_cast<DWORD>(message.size()));
+    int error = -1;
+    EXPECT_EQ(ReadBoth(inMemory, fromFile, &error), message.size());
+    EXPECT_EQ(error, 0);
     for (const EnvelopedData* data : {&inMemory, &fromFile}) {
       EXPECT_EQ(data->version, 0u);
       ExpectRecipients(*data, c.recipients);
@@ -105,21 +100,18 @@ TEST_F(EnvelopedOpenssl, DefiniteMessagesReadAndWriteBack) {
     EXPECT_EQ(fromFile.encryptedContentInfo.flags, 1u);
     EXPECT_EQ(fromFile.encryptedContentInfo.contentLength,
               inMemory.encryptedContentInfo.encryptedContent.size());
-    EXPECT_EQ(Of(inMemory.WriteObject()), message);
-    EXPECT_EQ(WriteToFile(inMemory), message);
-    EXPECT_EQ(Of(fromFile.WriteObject()), message);
-    EXPECT_EQ(WriteToFile(fromFile), message);
+    ExpectWritten(inMemory, fromFile, message);
   }
 }
 
 TEST_F(EnvelopedOpenssl, StreamedMessageWithIndefiniteLengths) {
-  const Bytes message = S().Make(plain_, "cms -encrypt -aes256 -stream @one @two");
+  const Bytes message = S().Make(Pattern(5000), "cms -encrypt -aes256 -stream @one @two");
   ASSERT_EQ(Bytes(message.begin(), message.begin() + 2), Hex("30 80"));
   EnvelopedData inMemory, fromFile;
+  int error = -1;
   // The end-of-contents octets closing EnvelopedData, [0] and ContentInfo
   // follow what the readers consume.
-  ReadBoth(message, inMemory, fromFile, static_cast<DWORD>(message.size() - 6));
-  ExpectRecipients(inMemory, 2);
+  EXPECT_EQ(ReadBoth(inMemory, fromFile, &error), message.size() - 6);
   ExpectRecipients(fromFile, 2);
   const auto& memoryContent = inMemory.encryptedContentInfo;
   const auto& fileContent = fromFile.encryptedContentInfo;
@@ -131,50 +123,44 @@ TEST_F(EnvelopedOpenssl, StreamedMessageWithIndefiniteLengths) {
   EXPECT_EQ(Bytes(message.begin() + fileContent.contentOffset,
                   message.begin() + fileContent.contentOffset + fileContent.contentLength),
             pieces);
-
-  // Written back with definite lengths; all four writers agree and the
-  // result reads back to the same recipients and octets.
+  // Written back with definite lengths, reading back to the same recipients and octets.
   const Bytes written = Of(inMemory.WriteObject());
-  EXPECT_EQ(WriteToFile(inMemory), written);
-  EXPECT_EQ(Of(fromFile.WriteObject()), written);
-  EXPECT_EQ(WriteToFile(fromFile), written);
+  ExpectWritten(inMemory, fromFile, written);
   EnvelopedData again;
   ASSERT_EQ(again.ReadObject(written.data(), static_cast<DWORD>(written.size())), written.size());
   ExpectRecipients(again, 2);
   EXPECT_EQ(Of(again.encryptedContentInfo.encryptedContent), pieces);
 }
 
+// Another recipient dropped before writing: openssl still decrypts for the first.
 TEST_F(EnvelopedOpenssl, ChangedMessageDecryptsWithOpenssl) {
-  // The other recipient is dropped before writing, and openssl still
-  // decrypts the result for the first.
-  S().Make(plain_, "cms -encrypt -aes128 @one @two");
+  S().Make(Pattern(5000), "cms -encrypt -aes128 @one @two");
   EnvelopedData data;
   {
     cmskit::CTOOFile file(S().Path("message.der").c_str(), "rb");
     ASSERT_NE(data.ReadObject(file), 0u);
   }
-  const Bytes issuer = IdentityOf(S().Path("one.cer")).issuer;
+  const Bytes issuer = IdentityOf(S().Path("one.cer")).first;
   data.recipientInfos.remove_if([&](const TransRecipientInfo& r) { return Of(r.issuer) != issuer; });
   ASSERT_EQ(data.recipientInfos.size(), 1u);
-  WriteToFile(data);
+  {
+    cmskit::CTOOFile file(S().Path("written.der").c_str(), "wb");
+    ASSERT_NE(data.WriteObject(file), 0u);
+  }
   const std::string decrypted = S().Path("decrypted.txt");
   ASSERT_TRUE(Shell("openssl cms -decrypt -binary -inform DER -in " + S().Path("written.der") + " -inkey " +
                     S().Path("one.key") + " -recip " + S().Path("one.crt") + " -out " + decrypted));
-  EXPECT_EQ(ReadBytes(decrypted), plain_);
+  EXPECT_EQ(ReadBytes(decrypted), Pattern(5000));
 }
 
 // openssl writes the key identifier with the implicit [0]; this library
 // reads an explicit [0] around an OCTET STRING. Whatever comes of it, the
 // readers stay inside the message and agree.
 TEST_F(EnvelopedOpenssl, ImplicitKeyIdentifierIsHandledWithinBounds) {
-  const Bytes message = S().Make(plain_, "cms -encrypt -aes128 -keyid @one @two");
+  const Bytes message = S().Make(Pattern(5000), "cms -encrypt -aes128 -keyid @one @two");
   EnvelopedData inMemory, fromFile;
-  int error = 0, fileError = 0;
-  const DWORD consumed = inMemory.ReadObject(message.data(), static_cast<DWORD>(message.size()), &error);
-  EXPECT_LE(consumed, message.size());
-  cmskit::CTOOFile file(S().Path("message.der").c_str(), "rb");
-  EXPECT_EQ(fromFile.ReadObject(file, &fileError), consumed);
-  EXPECT_EQ(fileError, error);
+  int error = 0;
+  EXPECT_LE(ReadBoth(inMemory, fromFile, &error), message.size());
   for (const TransRecipientInfo& recipient : inMemory.recipientInfos) {
     EXPECT_EQ(recipient.version, 2u);
     EXPECT_LE(recipient.subjectKeyIdentifier.size(), 20u);
