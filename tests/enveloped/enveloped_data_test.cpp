@@ -25,7 +25,6 @@ Bytes Message(BYTE version, const Bytes& fields) {
 Bytes Standard() {
   return Message(0, Cat({Tlv(0x31, Cat({RecipientEl(5), RecipientEl(6)})), Eci(Tlv(0x80, kContent))}));
 }
-DWORD Size(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 
 class EnvelopedDataTest : public ::testing::Test {
  protected:
