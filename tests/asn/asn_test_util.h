@@ -4,8 +4,11 @@
 #ifndef CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 #define CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <list>
 #include <random>
 #include <string>
@@ -13,6 +16,7 @@
 
 #include "cmskit/asn_codec.h"
 #include "cmskit/identobj.h"
+#include "cmskit/status.h"
 
 namespace cmskit::test {
 
@@ -28,7 +32,6 @@ inline Bytes Hex(const std::string& text) {
     out.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
   return out;
 }
-
 inline std::string ToHex(const BYTE* data, size_t size) {
   std::string out;
   char octet[4];
@@ -47,13 +50,17 @@ inline IdentObj Obj(const Bytes& bytes) {
   return IdentObj(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 inline Bytes ToBytes(const IdentObj& object) { return Bytes(object.data(), object.data() + object.size()); }
-
+inline Bytes Cat(std::initializer_list<Bytes> parts) {
+  Bytes out;
+  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
+  return out;
+}
+inline DWORD Size(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 inline std::vector<std::string> HexList(const std::list<IdentObj>& items) {
   std::vector<std::string> out;
   for (const IdentObj& item : items) out.push_back(ToHex(item));
   return out;
 }
-
 inline ASNTElementInfo Universal(uint32_t tag, bool constructed = false) {
   return ASNTElementInfo{kASNTUniversal, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
                          nullptr};
@@ -62,13 +69,23 @@ inline ASNTElementInfo Context(uint32_t tag, bool constructed) {
   return ASNTElementInfo{kASNTContext, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
                          nullptr};
 }
-
 inline FILETIME MakeFileTime(WORD year, WORD month, WORD day, WORD hour, WORD minute, WORD second,
                              WORD ms = 0) {
   const SYSTEMTIME st{year, month, 0, day, hour, minute, second, ms};
   FILETIME ft{};
   SystemTimeToFileTime(&st, &ft);
   return ft;
+}
+
+// Runs `call` expecting XTOOStatus with `status` (and `origin` when given).
+inline void ExpectThrowsStatus(const std::function<void()>& call, int status, const char* origin = nullptr) {
+  try {
+    call();
+    ADD_FAILURE() << "no exception, expected status " << status;
+  } catch (const XTOOStatus& e) {
+    EXPECT_EQ(e.GetStatus(), status);
+    EXPECT_STREQ(e.GetMessage().c_str(), origin ? origin : e.GetMessage().c_str());
+  }
 }
 
 struct Node {
@@ -97,11 +114,9 @@ class TreeGen {
       node.der = ASNTPutSequence(items, node.info.tagNumber, nullptr);
       return node;
     }
-    uint32_t total = 0;
-    for (const IdentObj& item : items) total += item.size();
-    IdentObj contents = ASNTPutSequence(items, 16, nullptr);
-    const uint32_t header = contents.size() - total;
-    node.der = ASNTEncodeElement(node.info, contents.data() + header, total);
+    Bytes contents;
+    for (const IdentObj& item : items) contents = Cat({contents, ToBytes(item)});
+    node.der = ASNTEncodeElement(node.info, contents.data(), Size(contents));
     return node;
   }
 
@@ -109,79 +124,58 @@ class TreeGen {
   static Bytes Ber(const Node& node) {
     if (node.children.empty() && !node.info.constructed) return ToBytes(node.der);
     IdentObj header = ASNTEncodeElement(node.info, nullptr, 0);
-    Bytes out(header.data(), header.data() + header.size() - 1);
-    out.push_back(0x80);
-    for (const Node& child : node.children) {
-      const Bytes inner = Ber(child);
-      out.insert(out.end(), inner.begin(), inner.end());
-    }
-    out.insert(out.end(), {0x00, 0x00});
-    return out;
+    Bytes out = Cat({Bytes(header.data(), header.data() + header.size() - 1), {0x80}});
+    for (const Node& child : node.children) out = Cat({out, Ber(child)});
+    return Cat({out, {0x00, 0x00}});
   }
 
  private:
   uint32_t Pick(uint32_t n) { return std::uniform_int_distribution<uint32_t>(0, n - 1)(rng_); }
   uint32_t TagNumber() { return Pick(4) == 0 ? 31 + Pick(5000) : Pick(31); }
-
   Bytes RandomBytes(uint32_t maxLength) {
     Bytes bytes(Pick(maxLength + 1));
     for (BYTE& b : bytes) b = static_cast<BYTE>(Pick(256));
     return bytes;
   }
-
   Bytes RandomOid() {
     std::string oid = std::to_string(Pick(3)) + "." + std::to_string(Pick(40));
     for (uint32_t i = 0, arcs = Pick(8); i < arcs; ++i)
       oid += "." + std::to_string(Pick(2) ? Pick(128) : static_cast<uint32_t>(rng_()));
     return Bytes(oid.begin(), oid.end());
   }
-
   static Node Element(const ASNTElementInfo& info, const void* value, size_t size) {
-    Node node;
-    node.info = info;
-    node.der = ASNTEncodeElement(info, value, static_cast<DWORD>(size));
-    return node;
+    return Node{info, {}, ASNTEncodeElement(info, value, static_cast<DWORD>(size))};
   }
   static Node Element(const ASNTElementInfo& info, const Bytes& value) {
     return Element(info, value.data(), value.size());
   }
-
   Node Time(uint32_t tag, WORD firstYear, WORD years) {
+    const auto pick = [this](uint32_t n, uint32_t from) { return static_cast<WORD>(from + Pick(n)); };
     const FILETIME t =
-        MakeFileTime(static_cast<WORD>(firstYear + Pick(years)), static_cast<WORD>(1 + Pick(12)),
-                     static_cast<WORD>(1 + Pick(28)), static_cast<WORD>(Pick(24)),
-                     static_cast<WORD>(Pick(60)), static_cast<WORD>(Pick(60)));
+        MakeFileTime(pick(years, firstYear), pick(12, 1), pick(28, 1), pick(24, 0), pick(60, 0), pick(60, 0));
     return Element(Universal(tag), &t, sizeof t);
   }
-
   Node Leaf() {
-    Bytes value;
+    const Bytes integer = RandomBytes(24);
     switch (Pick(10)) {
-      case 0:  // INTEGER, never empty
-        value = RandomBytes(24);
-        return Element(Universal(2), value.empty() ? Bytes{0} : value);
+      case 0:
+        return Element(Universal(2), integer.empty() ? Bytes{0} : integer);
       case 1:
-        return Element(Universal(1), RandomBytes(2));  // BOOLEAN
+        return Element(Universal(1), RandomBytes(2));
       case 2:
-        return Element(Universal(5), Bytes());  // NULL
+        return Element(Universal(5), Bytes());
       case 3:
         return Element(Universal(6), RandomOid());
       case 4:
         return Time(23, 1950, 100);
       case 5:
         return Time(24, 1601, 8000);
-      case 6: {
-        const ASNTElementInfo info = Context(TagNumber(), false);
-        return Element(info, RandomBytes(40));
-      }
+      case 6:
+        return Element(Context(TagNumber(), false), RandomBytes(40));
       case 7:  // BIT STRING with its unused-bits octet
-        value = RandomBytes(20);
-        value.insert(value.begin(), static_cast<BYTE>(Pick(8)));
-        return Element(Universal(3), value);
-      default: {  // OCTET STRING or PrintableString, some long
-        const ASNTElementInfo info = Universal(Pick(2) ? 4 : 19);
-        return Element(info, RandomBytes(Pick(4) == 0 ? 400 : 30));
-      }
+        return Element(Universal(3), Cat({{static_cast<BYTE>(Pick(8))}, RandomBytes(20)}));
+      default:  // OCTET STRING or PrintableString, some long
+        return Element(Universal(Pick(2) ? 4 : 19), RandomBytes(Pick(4) == 0 ? 400 : 30));
     }
   }
 

@@ -1,9 +1,7 @@
 // EncryptedContentInfo and EnvelopedData: memory and file readers (the file
-// reader swaps two of the memory reader's codes), both writers, sizes known
-// without the content, the version rule for unprotectedAttrs, the refusal to
-// write over the own content file, and the copy rules for fileName.
-#include <gtest/gtest.h>
-
+// reader swaps two of the memory reader's codes), both writers, content left
+// in its file, the version rule for unprotectedAttrs, the refusal to write
+// over the own content file, and the copy rules for fileName.
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -13,10 +11,9 @@ const Bytes kContent = Hex("DE AD BE EF");
 const Bytes kPieces = Hex("04 02 AA BB 04 01 CC 00 00");  // closed by end-of-contents
 
 Bytes Eci(const Bytes& third) { return Tlv(0x30, Cat({DataOid(), Des3Cbc(), third})); }
-Bytes StreamedEci() { return Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80"), kPieces, Hex("00 00")}); }
 Bytes RecipientEl(BYTE serial) {
-  return Tlv(0x30, Cat({Hex("02 01 00"), Tlv(0x30, Cat({IssuerName(), Tlv(0x02, {serial})})), RsaAlgorithm(),
-                        Hex("04 04 0B 71 0D E6")}));
+  const Bytes rid = Tlv(0x30, Cat({IssuerName(), Tlv(0x02, {serial})}));
+  return Tlv(0x30, Cat({Hex("02 01 00"), rid, RsaAlgorithm(), Hex("04 04 0B 71 0D E6")}));
 }
 Bytes Attrs() { return Tlv(0xA1, Tlv(0x31, Hex("30 07 06 02 2A 03 31 01 05"))); }
 Bytes Message(BYTE version, const Bytes& fields) {
@@ -25,292 +22,179 @@ Bytes Message(BYTE version, const Bytes& fields) {
 Bytes Standard() {
   return Message(0, Cat({Tlv(0x31, Cat({RecipientEl(5), RecipientEl(6)})), Eci(Tlv(0x80, kContent))}));
 }
-DWORD Size(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 
 class EnvelopedDataTest : public ::testing::Test {
  protected:
   // A file of prefix + bytes, opened and positioned after the prefix.
   CTOOFile Stage(const Bytes& bytes, const Bytes& prefix = {}) {
-    path_ = dir_.Path("msg.der");
     WriteFileBytes(path_, Cat({prefix, bytes}));
     CTOOFile file(path_.c_str(), "rb");
     file.Seek(static_cast<long>(prefix.size()), SEEK_SET);
     return file;
   }
-
   template <class Object>
-  Bytes WriteToFile(Object& object, const Bytes& prefix = {}) {
+  Bytes WriteToFile(Object& object) {
     const std::string path = dir_.Path("out.der");
-    DWORD written = 0;
     {
       CTOOFile out(path.c_str(), "wb");
-      if (!prefix.empty()) out.Write(prefix.data(), Size(prefix));
-      written = object.WriteObject(out);
+      EXPECT_NE(object.WriteObject(out), 0u);
     }
-    const Bytes bytes = ReadFileBytes(path);
-    EXPECT_EQ(written + prefix.size(), bytes.size());
-    return bytes;
+    return ReadFileBytes(path);
   }
-
   TempDir dir_;
-  std::string path_;
+  const std::string path_ = dir_.Path("msg.der");
 };
 
-TEST_F(EnvelopedDataTest, EncryptedContentInfoFromMemory) {
-  const Bytes full = Eci(Tlv(0x80, kContent));
-  const struct {
-    const char* name;
-    Bytes input;
-    DWORD consumed;  // 0: failure expected
-    DWORD lastError, flags;
-    Bytes content;
-  } kCases[] = {
-      {"primitive [0]", full, Size(full), 0, 0, kContent},
-      {"no [0]", Eci({}), 35, 0, 0, {}},
-      {"third element not [0] is ignored", Eci(Tlv(0x81, kContent)), 41, 0, 0, {}},
-      {"constructed indefinite keeps its end-of-contents", StreamedEci(), 48, 0, 2, kPieces},
-      {"one child", Tlv(0x30, DataOid()), 0, kAsn1Corrupt, 0, {}},
-      {"four children",
-       Tlv(0x30, Cat({DataOid(), Des3Cbc(), Tlv(0x80, kContent), Hex("05 00")})),
-       0,
-       kAsn1Corrupt,
-       0,
-       {}},
-      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), 0, kAsn1BadTag, 0, {}},
-      {"truncated", Bytes(full.begin(), full.end() - 1), 0, kAsn1Corrupt, 0, {}},
-      {"primitive outer", Hex("04 02 05 00"), 0, kAsn1BadTag, 0, {}},
+TEST_F(EnvelopedDataTest, EncryptedContentInfoReaders) {
+  const Bytes full = Eci(Tlv(0x80, kContent)), noOid = Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()}));
+  const Bytes streamed = Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80"), kPieces, Hex("00 00")});
+  // Input, bytes consumed (0: refused with the code), flags, content.
+  const std::tuple<Bytes, DWORD, DWORD, Bytes> kCases[] = {
+      {full, Size(full), 0, kContent},
+      {Eci({}), 35, 0, {}},
+      {Eci(Tlv(0x81, kContent)), 41, 0, {}},  // a third element not [0] is ignored
+      {streamed, 48, 2, kPieces},             // the constructed [0] keeps its end-of-contents
+      {Tlv(0x30, DataOid()), 0, kAsn1Corrupt, {}},
+      {Hex("04 02 05 00"), 0, kAsn1BadTag, {}},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [input, consumed, flagsOrError, content] : kCases) {
     EncryptedContentInfo eci;
-    eci.flags = 7;
     SetLastError(0);
-    EXPECT_EQ(eci.ReadObject(c.input.data(), Size(c.input)), c.consumed);
-    EXPECT_EQ(GetLastError(), c.lastError);
-    if (c.consumed == 0) continue;
-    EXPECT_STREQ(eci.contentType.c_str(), "1.2.840.113549.1.7.1");
-    EXPECT_EQ(Text(eci.contentEncryptionAlgorithm.id), "1.2.840.113549.3.7");
-    EXPECT_EQ(ToHex(eci.contentEncryptionAlgorithm.data), "04 08 01 02 03 04 05 06 07 08");
-    EXPECT_EQ(eci.flags, c.flags);
-    EXPECT_EQ(ToHex(eci.encryptedContent), ToHex(c.content));
+    EXPECT_EQ(eci.ReadObject(input.data(), Size(input)), consumed) << ToHex(input);
+    EXPECT_EQ(consumed ? eci.flags : GetLastError(), flagsOrError) << ToHex(input);
+    EXPECT_EQ(ToHex(eci.encryptedContent), ToHex(content));
   }
-  // The file reader swaps the codes of a wrong outer tag and a type that is
-  // no OID.
-  const struct {
-    const char* name;
-    Bytes input;
-    DWORD lastError;
-  } kFileCases[] = {
-      {"not a SEQUENCE", Tlv(0x31, Cat({DataOid(), Des3Cbc()})), kAsn1BadTag},
-      {"type not an OID", Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()})), kAsn1Corrupt},
-      {"unterminated indefinite [0]", Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80 04 01 00")}),
-       kAsn1Corrupt},
+  // The file reader swaps the codes of a wrong outer tag and a type that is no OID.
+  const std::pair<Bytes, DWORD> kFileCases[] = {
+      {Tlv(0x31, Cat({DataOid(), Des3Cbc()})), kAsn1BadTag},
+      {noOid, kAsn1Corrupt},
+      {Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80 04 01 00")}), kAsn1Corrupt},
   };
-  for (const auto& c : kFileCases) {
-    SCOPED_TRACE(c.name);
-    CTOOFile file = Stage(c.input);
+  for (const auto& [input, error] : kFileCases) {
+    CTOOFile file = Stage(input);
     EncryptedContentInfo eci;
-    SetLastError(0);
     EXPECT_EQ(eci.ReadObject(file), 0u);
-    EXPECT_EQ(GetLastError(), c.lastError);
+    EXPECT_EQ(GetLastError(), error);
   }
 }
 
 TEST_F(EnvelopedDataTest, EncryptedContentInfoLeavesContentInItsFile) {
-  // Longer than two copy blocks, with a partial last one.
-  Bytes content(2 * 4096 + 123);
-  for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<BYTE>(i * 7);
+  const Bytes content = Pattern(2 * 4096 + 123, 1);  // two copy blocks and a partial one
   const Bytes eci = Eci(Tlv(0x80, content));
   CTOOFile file = Stage(eci, Hex("05 00 05 00"));
   EncryptedContentInfo source;
-  source.encryptedContent = Obj(Hex("01"));
   ASSERT_EQ(source.ReadObject(file), eci.size());
   EXPECT_EQ(source.flags, 1u);
   EXPECT_EQ(source.contentOffset, 4u + eci.size() - content.size());
   EXPECT_EQ(source.contentLength, content.size());
   EXPECT_STREQ(source.fileName.c_str(), path_.c_str());
   EXPECT_TRUE(source.encryptedContent.IsEmpty());
-  EXPECT_EQ(file.Tell(), static_cast<int32_t>(4 + eci.size()));
   file.Close();
   EXPECT_EQ(source.GetObjectSize(), eci.size());
   EXPECT_EQ(ToBytes(source.WriteObject()), eci);
-  EXPECT_EQ(WriteToFile(source, Hex("05 00")), Cat({Hex("05 00"), eci}));
-
+  EXPECT_EQ(WriteToFile(source), eci);
   // A short or missing source: the size needs no file, the writers fail.
   source.contentLength = 10000;
   EXPECT_EQ(source.GetObjectSize(), Eci(Tlv(0x80, Bytes(10000))).size());
-  SetLastError(0);
   EXPECT_TRUE(source.WriteObject().IsEmpty());
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
   CTOOFile out(dir_.Path("out.der").c_str(), "wb");
   for (const std::string& name : {path_, dir_.Path("missing.bin")}) {
     source.fileName = name.c_str();
-    SetLastError(0);
     EXPECT_EQ(source.WriteObject(out), 0u);
     EXPECT_EQ(GetLastError(), kFileError);
   }
+  // Copies lose the name; assignment keeps the target's.
+  EncryptedContentInfo target;
+  target.fileName = "target.der";
+  target = source;
+  EXPECT_STREQ(target.fileName.c_str(), "target.der");
+  EXPECT_EQ(target.contentLength, 10000u);
+  const EncryptedContentInfo copy(source);
+  EXPECT_TRUE(copy.fileName.IsEmpty());
+  EXPECT_EQ(copy.contentOffset, source.contentOffset);
 }
 
-TEST(EncryptedContentInfo, WritesMemoryContentAndSizes) {
-  const struct {
-    const char* name;
-    DWORD flags;
-    Bytes content, expected;
-  } kCases[] = {
-      {"primitive", 0, kContent, Eci(Tlv(0x80, kContent))},
-      {"constructed", 2, Hex("04 01 AA"), Eci(Tlv(0xA0, Hex("04 01 AA")))},
-      {"no content", 0, {}, Eci({})},
-      {"long content", 0, Bytes(300, 0x11), Eci(Tlv(0x80, Bytes(300, 0x11)))},
+TEST(EncryptedContentInfo, WritesMemoryContentAndRefusesABadType) {
+  const std::tuple<DWORD, Bytes, Bytes> kCases[] = {
+      {0, kContent, Eci(Tlv(0x80, kContent))},
+      {2, Hex("04 01 AA"), Eci(Tlv(0xA0, Hex("04 01 AA")))},
+      {0, {}, Eci({})},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [flags, content, expected] : kCases) {
     EncryptedContentInfo eci;
     eci.contentEncryptionAlgorithm.ReadData(Des3Cbc().data(), Size(Des3Cbc()), nullptr);
-    eci.flags = c.flags;
-    eci.encryptedContent = Obj(c.content);
-    EXPECT_EQ(ToHex(eci.WriteObject()), ToHex(c.expected));
-    EXPECT_EQ(eci.GetObjectSize(), c.expected.size());
+    eci.flags = flags;
+    eci.encryptedContent = Obj(content);
+    EXPECT_EQ(ToHex(eci.WriteObject()), ToHex(expected));
+    EXPECT_EQ(eci.GetObjectSize(), expected.size());
   }
-  // Text that is no object identifier has no encoding: the writers fail
-  // rather than leave the element out.
+  // Text that is no object identifier has no encoding: the writers fail rather than leave it out.
   const Bytes input = Tlv(0x30, Cat({Hex("06 00"), Des3Cbc(), Tlv(0x80, kContent)}));
   EncryptedContentInfo eci;
   ASSERT_EQ(eci.ReadObject(input.data(), Size(input)), input.size());
-  EXPECT_TRUE(eci.contentType.IsEmpty());
-  SetLastError(0);
   EXPECT_TRUE(eci.WriteObject().IsEmpty());
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
   EXPECT_EQ(eci.GetObjectSize(), 0u);
   EnvelopedData message;
   message.encryptedContentInfo = eci;
   ExpectThrowsStatus([&] { message.WriteObject(); }, 28, "EnvelopedData::WriteObject");
+  int error = 0;
+  EXPECT_TRUE(message.WriteObject(&error).IsEmpty());
+  EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(28));
 }
 
-TEST(EncryptedContentInfo, AssignmentKeepsTheTargetsFileName) {
-  EncryptedContentInfo source;
-  source.contentType = "1.2.3";
-  source.flags = 3;
-  source.contentOffset = 17;
-  source.contentLength = 4096;
-  source.fileName = "source.der";
-  source.encryptedContent = Obj(Hex("01 02"));
-  EncryptedContentInfo target;
-  target.fileName = "target.der";
-  target = source;
-  target = *&target;
-  EXPECT_STREQ(target.fileName.c_str(), "target.der");
-  EXPECT_STREQ(target.contentType.c_str(), "1.2.3");
-  EXPECT_EQ(target.flags + target.contentOffset + target.contentLength, 3u + 17u + 4096u);
-  EXPECT_EQ(ToHex(target.encryptedContent), "01 02");
-  const EncryptedContentInfo copy(source);
-  EXPECT_TRUE(copy.fileName.IsEmpty());
-  EXPECT_EQ(copy.contentOffset, 17u);
-  EXPECT_STREQ(EncryptedContentInfo().contentType.c_str(), "1.2.840.113549.1.7.1");
-}
-
-TEST_F(EnvelopedDataTest, LayoutsRoundTripFromMemoryAndFile) {
+TEST_F(EnvelopedDataTest, LayoutsRoundTripAndAttributesNeedAVersion) {
   const Bytes originator = Tlv(0xA0, Tlv(0x30, Tlv(0xA0, Tlv(0x31, Hex("30 03 02 01 01")))));
-  const Bytes withEverything =
-      Message(2, Cat({originator, Tlv(0x31, RecipientEl(5)), Eci(Tlv(0x80, kContent)), Attrs()}));
-  for (const Bytes& message : {Standard(), withEverything}) {
-    const bool standard = message == Standard();
-    EnvelopedData data;
-    int error = -1;
-    ASSERT_EQ(data.ReadObject(message.data(), Size(message), &error), message.size());
-    EXPECT_EQ(error, 0);
-    EXPECT_EQ(data.version, standard ? 0u : 2u);
-    EXPECT_EQ(data.originatorInfo.certs.size(), standard ? 0u : 1u);
-    EXPECT_EQ(data.unprotectedAttrs.size(), standard ? 0u : 1u);
-    EXPECT_EQ(ToHex(data.recipientInfos.back().serialNumber), standard ? "06" : "05");
-    EXPECT_EQ(ToHex(data.encryptedContentInfo.encryptedContent), ToHex(kContent));
+  const Bytes fields = Cat({Tlv(0x31, RecipientEl(5)), Eci(Tlv(0x80, kContent)), Attrs()});
+  const Bytes everything = Message(2, Cat({originator, fields}));
+  for (const Bytes& message : {Standard(), everything}) {
+    EnvelopedData data, fromFile;
+    ASSERT_EQ(data.ReadObject(message.data(), Size(message)), message.size());
+    EXPECT_EQ(data.originatorInfo.certs.size() + data.unprotectedAttrs.size(),
+              message == everything ? 2u : 0u);
     EXPECT_EQ(ToBytes(data.WriteObject()), message);
     EXPECT_EQ(WriteToFile(data), message);
     CTOOFile file = Stage(message);
-    EnvelopedData fromFile;
     ASSERT_EQ(fromFile.ReadObject(file), message.size());
     EXPECT_EQ(fromFile.unprotectedAttrs.size(), data.unprotectedAttrs.size());
-    EXPECT_EQ(fromFile.originatorInfo.certs.size(), data.originatorInfo.certs.size());
   }
-}
-
-TEST_F(EnvelopedDataTest, AttributesAreReadOnlyWhenVersionIsNotZero) {
-  const Bytes fields = Cat({Tlv(0x31, RecipientEl(5)), Eci(Tlv(0x80, kContent)), Attrs()});
-  const Bytes v0 = Message(0, fields), v1 = Message(1, fields);
+  // Version 0: the attributes are not read; a [2] there counts only its header.
+  const Bytes v0 = Message(0, fields),
+              other = Message(1, Cat({Tlv(0x31, RecipientEl(5)), Eci({}), Hex("A2 02 05 00")}));
   EnvelopedData data;
   EXPECT_EQ(data.ReadObject(v0.data(), Size(v0)), v0.size() - Attrs().size());
-  EXPECT_TRUE(data.unprotectedAttrs.empty());
   CTOOFile file = Stage(v0);
   EXPECT_EQ(data.ReadObject(file), v0.size() - Attrs().size());
   EXPECT_TRUE(data.unprotectedAttrs.empty());
-  EXPECT_EQ(data.ReadObject(v1.data(), Size(v1)), v1.size());
-  EXPECT_EQ(data.unprotectedAttrs.size(), 1u);
-  // Not [1]: its header counts as consumed, the element is left alone.
-  const Bytes other =
-      Message(1, Cat({Tlv(0x31, RecipientEl(5)), Eci(Tlv(0x80, kContent)), Hex("A2 02 05 00")}));
   EXPECT_EQ(data.ReadObject(other.data(), Size(other)), other.size() - 2);
-  EXPECT_TRUE(data.unprotectedAttrs.empty());
 }
 
 TEST_F(EnvelopedDataTest, StructuralFaults) {
   const Bytes standard = Standard(), eci = Eci(Tlv(0x80, kContent));
-  const struct {
-    const char* name;
-    Bytes input;
-    int status;
-  } kCases[] = {
-      {"empty recipient SET", Message(0, Cat({Hex("31 00"), eci})), 206},
-      {"outer not a SEQUENCE", Tlv(0x31, EnvelopedOid()), 206},
-      {"content not [0]", Tlv(0x30, Cat({EnvelopedOid(), Tlv(0xA1, Hex("30 00"))})), 206},
-      {"version not an INTEGER", Tlv(0x30, Cat({EnvelopedOid(), Tlv(0xA0, Tlv(0x30, Hex("04 01 00")))})),
-       206},
-      {"[1] where originatorInfo goes", Message(0, Cat({Hex("A1 02 30 00"), Tlv(0x31, RecipientEl(5))})),
-       206},
-      {"recipients not a SET", Message(0, Cat({Tlv(0x30, RecipientEl(5)), eci})), 206},
-      {"recipient of version 3", Message(2, Cat({Tlv(0x31, Tlv(0xA1, Hex("02 01 03 30 00"))), eci})), 136},
-      {"broken EncryptedContentInfo", Message(0, Cat({Tlv(0x31, RecipientEl(5)), Tlv(0x30, DataOid())})),
-       206},
-      {"truncated", Bytes(standard.begin(), standard.end() - 3), 206},
+  const std::pair<Bytes, int> kCases[] = {
+      {Message(0, Cat({Hex("31 00"), eci})), 206},
+      {Tlv(0x31, EnvelopedOid()), 206},
+      {Message(0, Cat({Hex("A1 02 30 00"), Tlv(0x31, RecipientEl(5))})), 206},
+      {Message(2, Cat({Tlv(0x31, Tlv(0xA1, Hex("02 01 03 30 00"))), eci})), 136},
+      {Bytes(standard.begin(), standard.end() - 3), 206},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [input, status] : kCases) {
     EnvelopedData data;
     int error = 0;
-    data.ReadObject(c.input.data(), Size(c.input), &error);
-    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(c.status));
-    ExpectThrowsStatus([&] { data.ReadObject(c.input.data(), Size(c.input)); }, c.status);
-    CTOOFile file = Stage(c.input);
+    data.ReadObject(input.data(), Size(input), &error);
+    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status)) << ToHex(input);
+    ExpectThrowsStatus([&] { data.ReadObject(input.data(), Size(input)); }, status);
+    CTOOFile file = Stage(input);
     error = 0;
     data.ReadObject(file, &error);
-    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(c.status));
-    file.Seek(0, SEEK_SET);
-    ExpectThrowsStatus([&] { data.ReadObject(file); }, c.status);
+    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status)) << ToHex(input);
   }
-  const Bytes& empty = kCases[0].input;
+  const Bytes& empty = kCases[0].first;
   EnvelopedData data;
   ExpectThrowsStatus([&] { data.ReadObject(empty.data(), Size(empty)); }, 206, "EnvelopedData::ReadObject");
-  int error = 0;
-  // Bytes consumed up to the faulty SET: headers, type and version.
+  int error = 0;  // consumed up to the faulty SET: headers, type and version
   EXPECT_EQ(data.ReadObject(empty.data(), Size(empty), &error), 2u + 11u + 2u + 2u + 3u + 2u);
-}
-
-TEST_F(EnvelopedDataTest, IndefiniteLengthsReadAlikeFromMemoryAndFile) {
-  const Bytes message = Cat({Hex("30 80"), EnvelopedOid(), Hex("A0 80 30 80 02 01 00 31 80"), RecipientEl(5),
-                             Hex("00 00"), StreamedEci(), Hex("00 00 00 00 00 00")});
-  EnvelopedData inMemory, fromFile;
-  const DWORD consumed = inMemory.ReadObject(message.data(), Size(message));
-  EXPECT_EQ(consumed, message.size() - 6);
-  CTOOFile file = Stage(message);
-  EXPECT_EQ(fromFile.ReadObject(file), consumed);
-  for (const EnvelopedData* data : {&inMemory, &fromFile}) {
-    EXPECT_EQ(data->recipientInfos.size(), 1u);
-    EXPECT_EQ(data->encryptedContentInfo.flags & 2u, 2u);
-  }
-  EXPECT_EQ(ToBytes(inMemory.encryptedContentInfo.encryptedContent), kPieces);
-  EXPECT_EQ(fromFile.encryptedContentInfo.contentLength, kPieces.size());
-  // Both writers give the same definite-length message.
-  const Bytes written = ToBytes(inMemory.WriteObject());
-  EXPECT_EQ(WriteToFile(fromFile), written);
-  EXPECT_EQ(ToBytes(fromFile.WriteObject()), written);
 }
 
 TEST_F(EnvelopedDataTest, OwnContentFileAndCopies) {
@@ -324,7 +208,6 @@ TEST_F(EnvelopedDataTest, OwnContentFileAndCopies) {
   std::string upper = path_;
   upper.replace(upper.size() - 7, 7, "MSG.DER");
   for (const std::string& target : {path_, upper}) {
-    SCOPED_TRACE(target);
     CTOOFile out(target.c_str(), "ab");
     int error = 0;
     EXPECT_EQ(source.WriteObject(out, &error), 0u);
@@ -332,15 +215,11 @@ TEST_F(EnvelopedDataTest, OwnContentFileAndCopies) {
     ExpectThrowsStatus([&] { source.WriteObject(out); }, 156, "EnvelopedData::WriteObject");
   }
   EXPECT_EQ(ReadFileBytes(path_), message);
-
-  EnvelopedData copy(source);
+  EnvelopedData copy(source), target;
   EXPECT_EQ(copy.recipientInfos.size(), 2u);
-  EXPECT_EQ(copy.encryptedContentInfo.contentOffset, source.encryptedContentInfo.contentOffset);
-  EXPECT_TRUE(copy.encryptedContentInfo.fileName.IsEmpty());
   int error = 0;  // the content file is lost with the name
   EXPECT_TRUE(copy.WriteObject(&error).IsEmpty());
   EXPECT_NE(error, 0);
-  EnvelopedData target;
   target.encryptedContentInfo.fileName = path_.c_str();
   target = source;
   EXPECT_EQ(ToBytes(target.WriteObject()), message);

@@ -1,15 +1,11 @@
 // Helpers of the enveloped-message and decryption tests: DER building blocks,
-// temporary files, the two error endings (pError code or thrown XTOOStatus),
-// provider and key handles that release themselves, content keys from known
-// bytes and the two kinds of output descriptors.
+// temporary files, provider and key handles that release themselves, content
+// keys from known bytes and the two kinds of output descriptors.
 #ifndef CMSKIT_TESTS_ENVELOPED_ENVELOPED_TEST_UTIL_H
 #define CMSKIT_TESTS_ENVELOPED_ENVELOPED_TEST_UTIL_H
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 
@@ -19,72 +15,43 @@
 
 namespace cmskit::test {
 
-// Platform codes as plain 32-bit values (the Windows headers spell some as
-// signed HRESULTs).
-constexpr DWORD kAsn1Corrupt = 0x80093103u;
-constexpr DWORD kAsn1BadTag = 0x8009310Bu;
-constexpr DWORD kFileError = 0x80092003u;
-constexpr DWORD kBadArguments = 160;
-constexpr DWORD kOutOfRoom = 0x8007000Eu;  // E_OUTOFMEMORY
-constexpr DWORD kBadData = 0x80090005u;    // NTE_BAD_DATA
-// Provider parameters of GOST keys.
-constexpr DWORD kParamMixMode = 101;
-constexpr DWORD kParamCipherOid = 104;
-constexpr DWORD kProvGost2012 = 80;
+// Platform codes as plain 32-bit values (the Windows headers spell some as signed HRESULTs).
+constexpr DWORD kAsn1Corrupt = 0x80093103u, kAsn1BadTag = 0x8009310Bu, kFileError = 0x80092003u;
+constexpr DWORD kBadArguments = 160, kOutOfRoom = 0x8007000Eu, kBadData = 0x80090005u;
+constexpr DWORD kParamMixMode = 101, kParamCipherOid = 104, kProvGost2012 = 80;
 constexpr ALG_ID kCalgGost28147 = 0x661E;
 constexpr char kAes128Oid[] = "2.16.840.1.101.3.4.1.2";
 constexpr char kGost28147Oid[] = "1.2.643.2.2.21";
 
 using cmskit_testing::Tlv;
 
-inline Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
-  return out;
-}
-inline Bytes Concat(const Bytes& a, const Bytes& b) { return Cat({a, b}); }
-
-// Well-known elements of the vectors below.
 inline Bytes DataOid() { return Hex("06 09 2A 86 48 86 F7 0D 01 07 01"); }
 inline Bytes EnvelopedOid() { return Hex("06 09 2A 86 48 86 F7 0D 01 07 03"); }
-inline Bytes Des3Cbc() { return Hex("30 14 06 08 2A 86 48 86 F7 0D 03 07 04 08 01 02 03 04 05 06 07 08"); }
+inline Bytes Des3Cbc() {
+  return Tlv(0x30, Cat({Hex("06 08 2A 86 48 86 F7 0D 03 07"), Tlv(0x04, Hex("0102030405060708"))}));
+}
 inline Bytes RsaAlgorithm() { return Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"); }
-inline Bytes IssuerName() { return Hex("30 12 31 10 30 0E 06 03 55 04 03 13 07 43 61 72 6C 52 53 41"); }
+inline Bytes IssuerName() {
+  return Tlv(0x30, Tlv(0x31, Tlv(0x30, Cat({Hex("06 03 55 04 03"), Tlv(0x13, Hex("436172 6C525341"))}))));
+}
 
 inline Bytes ReadFileBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
-
 inline void WriteFileBytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
-
 inline std::string TestData(const std::string& name) { return std::string(CMSKIT_TEST_DATA) + "/" + name; }
 
 // A temporary folder per test, removed with its files.
 class TempDir {
  public:
-  TempDir() : folder_(true) {}
   std::string Path(const std::string& name) const { return folder_.path + "/" + name; }
 
  private:
-  TOO::TEMPFOLDER folder_;
+  TOO::TEMPFOLDER folder_{true};
 };
-
-// Runs `call` expecting XTOOStatus with `status` (and `origin` when given).
-inline void ExpectThrowsStatus(const std::function<void()>& call, int status, const char* origin = nullptr) {
-  try {
-    call();
-    ADD_FAILURE() << "no exception, expected status " << status;
-  } catch (const XTOOStatus& e) {
-    EXPECT_EQ(e.GetStatus(), status);
-    if (origin) {
-      EXPECT_STREQ(e.GetMessage().c_str(), origin);
-    }
-  }
-}
 
 // A provider or key handle released at the end of its scope.
 template <class Handle, BOOL (*Release)(Handle)>
@@ -113,13 +80,13 @@ inline bool AcquireVerifyContext(DWORD type, ProviderHandle& prov) {
 // A session key from its plain bytes; 0 when the provider refuses it.
 inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
   const BLOBHEADER header{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
-  const DWORD length = static_cast<DWORD>(keyBytes.size());
+  const DWORD length = Size(keyBytes);
   Bytes blob(sizeof header + sizeof length);
   memcpy(blob.data(), &header, sizeof header);
   memcpy(blob.data() + sizeof header, &length, sizeof length);
-  blob.insert(blob.end(), keyBytes.begin(), keyBytes.end());
+  blob = Cat({blob, keyBytes});
   HCRYPTKEY key = 0;
-  return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
+  return CryptImportKey(prov, blob.data(), Size(blob), 0, 0, &key) ? key : 0;
 }
 
 inline Bytes Pattern(size_t size, unsigned seed) {
@@ -132,15 +99,12 @@ inline Bytes Pattern(size_t size, unsigned seed) {
   return bytes;
 }
 
-// One complete CBC message (padded, final) from the key's IV `iv`.
+// One complete CBC message (padded, final) from the IV `iv`.
 inline Bytes EncryptCbc(HCRYPTKEY key, const Bytes& iv, const Bytes& plain) {
-  Bytes buffer(iv.begin(), iv.end());
-  buffer.resize(64, 0);
-  if (!CryptSetKeyParam(key, KP_IV, buffer.data(), 0)) return Bytes();
-  buffer = plain;
-  buffer.resize(plain.size() + 64);
-  DWORD length = static_cast<DWORD>(plain.size());
-  if (!CryptEncrypt(key, 0, TRUE, 0, buffer.data(), &length, static_cast<DWORD>(buffer.size())))
+  Bytes buffer = Cat({plain, Bytes(64)});
+  DWORD length = Size(plain);
+  if (!CryptSetKeyParam(key, KP_IV, Cat({iv, Bytes(64)}).data(), 0) ||
+      !CryptEncrypt(key, 0, TRUE, 0, buffer.data(), &length, Size(buffer)))
     return Bytes();
   buffer.resize(length);
   return buffer;
@@ -168,7 +132,6 @@ inline ToSignStruct MemoryOut(Bytes& buffer, DWORD begin, DWORD room) {
   out.end = begin + room;
   return out;
 }
-
 // The structure points at the name: a temporary string would not outlive it.
 inline ToSignStruct FileOut(const std::string& path) {
   ToSignStruct out;
@@ -177,8 +140,6 @@ inline ToSignStruct FileOut(const std::string& path) {
   return out;
 }
 ToSignStruct FileOut(std::string&& path) = delete;
-
-// The plaintext of a memory output.
 inline Bytes Written(const Bytes& buffer, const ToSignStruct& out) {
   return Bytes(buffer.begin() + out.begin, buffer.begin() + out.end);
 }

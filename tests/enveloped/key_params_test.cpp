@@ -2,8 +2,6 @@
 // forms, the GOST SEQUENCE only "1.2.643.2.2.21" takes, the character-prefix
 // test of what counts as GOST) and the size helpers, which always count
 // GOST 28147-89 with the key's IV and parameter set.
-#include <gtest/gtest.h>
-
 #include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -12,13 +10,11 @@ namespace {
 constexpr DWORD kSentinel = 0x1234;
 
 TEST(IsGostAlgTest, IsAPlainCharacterPrefixTest) {
-  const struct {
-    const char* oid;
-    bool gost;
-  } kCases[] = {{"1.2.643.2.2.21", true}, {"1.2.643.2.2", true}, {"1.2.643.2.20", true},
-                {"1.2.643.2.2.3", true},  {"1.2.643.2.", false}, {"1.2.643.7.1.1.5.1", false},
-                {kAes128Oid, false},      {"", false},           {nullptr, false}};
-  for (const auto& item : kCases) EXPECT_EQ(item.gost, IsGostAlg(item.oid)) << (item.oid ? item.oid : "null");
+  for (const char* oid : {"1.2.643.2.2.21", "1.2.643.2.2", "1.2.643.2.20", "1.2.643.2.2.3"})
+    EXPECT_TRUE(IsGostAlg(oid));
+  for (const char* oid :
+       {"1.2.643.2.", "1.2.643.7.1.1.5.1", kAes128Oid, "", static_cast<const char*>(nullptr)})
+    EXPECT_FALSE(IsGostAlg(oid)) << (oid ? oid : "null");
 }
 
 class KeyParamsTest : public ::testing::Test {
@@ -26,7 +22,6 @@ class KeyParamsTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_));
     key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
-    ASSERT_NE(0u, key_.handle);
   }
 
   // DecryptKeyParam on the AES key; a refusal leaves the last error alone.
@@ -45,37 +40,28 @@ class KeyParamsTest : public ::testing::Test {
 TEST_F(KeyParamsTest, AcceptedAndRefusedForms) {
   const Bytes iv = Pattern(16, 2), rc2Iv = Pattern(16, 3), gostIv = Pattern(8, 5);
   const Bytes start = KeyParam(key_.handle);
-  const struct {
-    const char* what;
-    const char* oid;
-    Bytes params;
-    Bytes iv;  // the key's IV afterwards; empty: refused, IV unchanged
-  } kCases[] = {
-      {"no parameters", kAes128Oid, {}, start},
-      {"bare IV", kAes128Oid, Tlv(0x04, iv), iv},
-      {"RC2 form", kAes128Oid, Tlv(0x30, Cat({Hex("02 01 3A"), Tlv(0x04, rc2Iv)})), rc2Iv},
-      {"merely starts like GOST", "1.2.643.2.2.30", Tlv(0x04, iv), iv},
-      {"short IV handed over zero-filled", kAes128Oid, Hex("04 01 AB"), Cat({Hex("AB"), Bytes(15, 0)})},
-      {"GOST with a bare OCTET STRING", kGost28147Oid, Tlv(0x04, gostIv), {}},
-      {"GOST SEQUENCE of one", kGost28147Oid, Tlv(0x30, Tlv(0x04, gostIv)), {}},
-      {"GOST IV not an OCTET STRING", kGost28147Oid, Tlv(0x30, Hex("02 01 00 06 01 00")), {}},
-      {"GOST without parameters", kGost28147Oid, {}, {}},
-      {"RC2 form of one", kAes128Oid, Tlv(0x30, Hex("02 01 3A")), {}},
-      {"RC2 form without INTEGER", kAes128Oid, Tlv(0x30, Cat({Tlv(0x04, iv), Tlv(0x04, iv)})), {}},
-      {"a SET", kAes128Oid, Tlv(0x31, Cat({Hex("02 01 3A"), Tlv(0x04, iv)})), {}},
-      {"truncated", kAes128Oid, Hex("30 10 02 01 3A 04"), {}},
-      {"BOOLEAN", kAes128Oid, Hex("01 01 FF"), {}},
+  // OID, parameters, the key's IV afterwards (empty: refused, IV unchanged).
+  const std::tuple<const char*, Bytes, Bytes> kCases[] = {
+      {kAes128Oid, {}, start},
+      {kAes128Oid, Tlv(0x04, iv), iv},
+      {kAes128Oid, Tlv(0x30, Cat({Hex("02 01 3A"), Tlv(0x04, rc2Iv)})), rc2Iv},  // the RC2 form
+      {kAes128Oid, Hex("04 01 AB"), Cat({Hex("AB"), Bytes(15, 0)})},             // handed over zero-filled
+      {kGost28147Oid, Tlv(0x04, gostIv), {}},  // GOST takes only its SEQUENCE
+      {kGost28147Oid, Tlv(0x30, Hex("02 01 00 06 01 00")), {}},
+      {kGost28147Oid, {}, {}},
+      {kAes128Oid, Tlv(0x30, Cat({Tlv(0x04, iv), Tlv(0x04, iv)})), {}},
+      {kAes128Oid, Tlv(0x31, Cat({Hex("02 01 3A"), Tlv(0x04, iv)})), {}},
+      {kAes128Oid, Hex("30 10 02 01 3A 04"), {}},
   };
   Bytes current = start;
-  for (const auto& item : kCases) {
-    SCOPED_TRACE(item.what);
-    EXPECT_EQ(!item.iv.empty(), Apply(item.oid, item.params));
-    if (!item.iv.empty()) current = item.iv;
-    EXPECT_EQ(current, KeyParam(key_.handle));
+  for (const auto& [oid, params, after] : kCases) {
+    EXPECT_EQ(!after.empty(), Apply(oid, params)) << ToHex(params);
+    current = after.empty() ? current : after;
+    EXPECT_EQ(current, KeyParam(key_.handle)) << ToHex(params);
   }
 }
 
-TEST_F(KeyParamsTest, BadArgumentsSetError160) {
+TEST_F(KeyParamsTest, EncryptingSideAndBadArguments) {
   ASNAlgorithmIdentifier empty, alg = CbcAlgorithm(kAes128Oid, Pattern(16, 6));
   HCRYPTKEY none = 0;
   HCRYPTPROV noProv = 0;
@@ -97,21 +83,17 @@ TEST_F(KeyParamsTest, BadArgumentsSetError160) {
     EXPECT_EQ(kBadArguments, GetLastError());
   }
   EXPECT_TRUE(params.IsEmpty());
-}
-
-TEST_F(KeyParamsTest, EncryptingSideSetsAndEncodesTheIv) {
-  char aes[] = "2.16.840.1.101.3.4.1.2", gostLike[] = "1.2.643.2.2.30";
-  const Bytes iv = Pattern(16, 7);
-  EXPECT_TRUE(EncryptKeySetParam(key_.handle, prov_.handle, aes, Obj(iv)));
-  EXPECT_EQ(iv, KeyParam(key_.handle));
+  char gostLike[] = "1.2.643.2.2.30";
+  const Bytes fresh = Pattern(16, 7);
+  EXPECT_TRUE(EncryptKeySetParam(key_.handle, prov_.handle, oid, Obj(fresh)));
+  EXPECT_EQ(fresh, KeyParam(key_.handle));
   // Every IsGostAlg OID also asks for key meshing, which an AES key lacks.
-  EXPECT_FALSE(EncryptKeySetParam(key_.handle, prov_.handle, gostLike, Obj(iv)));
-  IdentObj params;
-  ASSERT_TRUE(EncryptKeyGetParam(key_.handle, aes, Obj(iv), params));
-  EXPECT_EQ(Tlv(0x04, iv), ToBytes(params));
+  EXPECT_FALSE(EncryptKeySetParam(key_.handle, prov_.handle, gostLike, Obj(fresh)));
+  ASSERT_TRUE(EncryptKeyGetParam(key_.handle, oid, Obj(fresh), params));
+  EXPECT_EQ(Tlv(0x04, fresh), ToBytes(params));
   // GOST parameters need the key's parameter set, which an AES key has not.
   IdentObj untouched = Obj(Hex("05 00"));
-  EXPECT_FALSE(EncryptKeyGetParam(key_.handle, gostLike, Obj(iv), untouched));
+  EXPECT_FALSE(EncryptKeyGetParam(key_.handle, gostLike, Obj(fresh), untouched));
   EXPECT_EQ(Hex("05 00"), ToBytes(untouched));
 }
 
@@ -157,7 +139,9 @@ TEST_F(GostKeyTest, TheSequenceFormSetsIvAndMeshingButNotTheParameterSet) {
   EXPECT_EQ(paramSet_,
             std::string(reinterpret_cast<const char*>(KeyParam(key_.handle, kParamCipherOid).data())));
   char gost[] = "1.2.643.2.2.21";
-  IdentObj params;
+  IdentObj params, generated;
+  ASSERT_TRUE(GenerateNewInitVector(key_.handle, prov_.handle, generated));
+  EXPECT_EQ(8u, generated.size());
   ASSERT_TRUE(EncryptKeyGetParam(key_.handle, gost, Obj(iv), params));
   EXPECT_EQ(Tlv(0x30, Cat({Tlv(0x04, iv), setOid_})), ToBytes(params));
   EXPECT_TRUE(EncryptKeySetParam(key_.handle, prov_.handle, gost, Obj(Pattern(8, 10))));

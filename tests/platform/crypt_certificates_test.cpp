@@ -1,195 +1,53 @@
 // Certificate contexts: the CERT_INFO fields of a published certificate,
 // serial numbers least significant byte first, hostile encodings, context
 // references, and the key-provider property with the size-query protocol.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <cwchar>
-
-#include "common/der.h"
 #include "crypt_test_support.h"
 
-namespace cmskit {
-namespace crypt_test {
+namespace cmskit::test {
 namespace {
 
 Bytes BlobBytes(const CRYPT_INTEGER_BLOB& blob) { return Bytes(blob.pbData, blob.pbData + blob.cbData); }
-
-std::vector<WORD> Fields(const FILETIME& time) {
-  SYSTEMTIME st = {};
-  EXPECT_TRUE(FileTimeToSystemTime(&time, &st));
-  return {st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond};
-}
-
+Bytes Ascii(const std::string& text) { return Bytes(text.begin(), text.end()); }
 // A Name of one commonName in the given string type.
 Bytes CommonName(BYTE type, const std::string& text) {
-  using cmskit_testing::Tlv;
-  Bytes attribute = {0x06, 0x03, 0x55, 0x04, 0x03};
-  const Bytes value = Tlv(type, Bytes(text.begin(), text.end()));
-  attribute.insert(attribute.end(), value.begin(), value.end());
-  return Tlv(0x30, Tlv(0x31, Tlv(0x30, attribute)));
+  return Tlv(0x30, Tlv(0x31, Tlv(0x30, Cat({Hex("06 03 55 04 03"), Tlv(type, Ascii(text))}))));
+}
+std::string Fields(const FILETIME& time) {
+  SYSTEMTIME st = {};
+  EXPECT_TRUE(FileTimeToSystemTime(&time, &st));
+  return ToHex(Bytes{static_cast<BYTE>(st.wYear - 1900), static_cast<BYTE>(st.wMonth),
+                     static_cast<BYTE>(st.wDay), static_cast<BYTE>(st.wHour), static_cast<BYTE>(st.wMinute),
+                     static_cast<BYTE>(st.wSecond)});
+}
+PCCERT_CONTEXT Create(const Bytes& der, DWORD encoding = X509_ASN_ENCODING) {
+  return CertCreateCertificateContext(encoding, der.data(), Size(der));
 }
 
-class CertificateTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    bob_ = ReadBytes(DataFile("BobRSASignByCarl.cer"));
-    ASSERT_FALSE(bob_.empty());
-  }
-
-  Bytes bob_;
-};
-
-TEST_F(CertificateTest, FieldsOfAPublishedCertificate) {
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
+TEST(CertificateTest, FieldsOfAPublishedCertificate) {
+  const Bytes bob = ReadData("BobRSASignByCarl.cer");
+  PCCERT_CONTEXT cert = Create(bob);
   ASSERT_NE(nullptr, cert) << std::hex << GetLastError();
-  EXPECT_EQ(static_cast<DWORD>(X509_ASN_ENCODING), cert->dwCertEncodingType);
-  EXPECT_EQ(bob_, Bytes(cert->pbCertEncoded, cert->pbCertEncoded + cert->cbCertEncoded));
+  EXPECT_EQ(bob, Bytes(cert->pbCertEncoded, cert->pbCertEncoded + cert->cbCertEncoded));
   const CERT_INFO& info = *cert->pCertInfo;
   EXPECT_EQ(2u, info.dwVersion);
-  EXPECT_EQ(
-      (Bytes{0xD0, 0x71, 0x5D, 0xCD, 0x2E, 0x6E, 0xD3, 0x11, 0xBC, 0x56, 0x00, 0x80, 0xC7, 0x6B, 0x34, 0x46}),
-      BlobBytes(info.SerialNumber));
+  EXPECT_EQ("D0 71 5D CD 2E 6E D3 11 BC 56 00 80 C7 6B 34 46", ToHex(BlobBytes(info.SerialNumber)));
   EXPECT_EQ(CommonName(0x13, "CarlRSA"), BlobBytes(info.Issuer));
   EXPECT_EQ(CommonName(0x13, "BobRSA"), BlobBytes(info.Subject));
   EXPECT_STREQ("1.2.840.113549.1.1.5", info.SignatureAlgorithm.pszObjId);
-  EXPECT_EQ((Bytes{0x05, 0x00}), BlobBytes(info.SignatureAlgorithm.Parameters));
-
-  EXPECT_EQ((std::vector<WORD>{1999, 9, 19, 1, 9, 2}), Fields(info.NotBefore));
-  EXPECT_EQ((std::vector<WORD>{2039, 12, 31, 23, 59, 59}), Fields(info.NotAfter));
-
+  EXPECT_EQ(Hex("05 00"), BlobBytes(info.SignatureAlgorithm.Parameters));
+  EXPECT_EQ("63 09 13 01 09 02", Fields(info.NotBefore));
+  EXPECT_EQ("8B 0C 1F 17 3B 3B", Fields(info.NotAfter));
   const CERT_PUBLIC_KEY_INFO& key = info.SubjectPublicKeyInfo;
   EXPECT_STREQ("1.2.840.113549.1.1.1", key.Algorithm.pszObjId);
-  EXPECT_EQ((Bytes{0x05, 0x00}), BlobBytes(key.Algorithm.Parameters));
   EXPECT_EQ(140u, key.PublicKey.cbData);
   EXPECT_EQ(0u, key.PublicKey.cUnusedBits);
   EXPECT_EQ(cert->pbCertEncoded + 139, key.PublicKey.pbData);  // after the unused-bits octet
-
   ASSERT_EQ(5u, info.cExtension);
   EXPECT_STREQ("2.5.29.19", info.rgExtension[0].pszObjId);
   EXPECT_TRUE(info.rgExtension[0].fCritical);
-  EXPECT_EQ((Bytes{0x30, 0x00}), BlobBytes(info.rgExtension[0].Value));
-  EXPECT_STREQ("2.5.29.17", info.rgExtension[4].pszObjId);
+  EXPECT_EQ(Hex("30 00"), BlobBytes(info.rgExtension[0].Value));
   EXPECT_FALSE(info.rgExtension[4].fCritical);
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-}
-
-TEST_F(CertificateTest, SerialNumbersKeepTheirSignOctet) {
-  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
-  ScratchDir dir;
-  ASSERT_TRUE(
-      Shell("openssl req -x509 -newkey rsa:1024 -nodes -subj /CN=abc -set_serial 0xFF01 -days 1 -keyout " +
-            dir.File("key.pem") + " -outform DER -out " + dir.File("cert.der")));
-  const Bytes der = ReadBytes(dir.File("cert.der"));
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
-  ASSERT_NE(nullptr, cert);
-  EXPECT_EQ((Bytes{0x01, 0xFF, 0x00}), BlobBytes(cert->pCertInfo->SerialNumber));
-  const Bytes name = CommonName(0x0C, "abc");
-  EXPECT_EQ(name, BlobBytes(cert->pCertInfo->Issuer));
-  EXPECT_EQ(name, BlobBytes(cert->pCertInfo->Subject));
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-}
-
-TEST_F(CertificateTest, HostileEncodingsAreRefused) {
-  for (size_t length = 0; length < bob_.size(); ++length) {
-    EXPECT_EQ(nullptr,
-              CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(length)))
-        << length;
-  }
-  const struct {
-    const char* what;
-    size_t offset;
-    BYTE value;
-    DWORD error;
-  } kCases[] = {
-      {"outer tag", 0, 0x31, CRYPT_E_ASN1_BADTAG},
-      {"outer length beyond the bytes", 3, 0xFF, CRYPT_E_ASN1_EOD},
-      {"serial number tag", 13, 0x04, CRYPT_E_ASN1_BADTAG},
-      {"not a UTCTime", 68, 0x04, CRYPT_E_ASN1_BADTAG},
-      {"month digit", 70, 'x', CRYPT_E_ASN1_CORRUPT},
-      {"five-octet length", 1, 0x85, CRYPT_E_ASN1_CORRUPT},
-      {"high tag number in the parameters", 44, 0x1F, CRYPT_E_ASN1_CORRUPT},
-  };
-  for (const auto& item : kCases) {
-    Bytes broken = bob_;
-    broken[item.offset] = item.value;
-    EXPECT_EQ(nullptr, CertCreateCertificateContext(X509_ASN_ENCODING, broken.data(),
-                                                    static_cast<DWORD>(broken.size())))
-        << item.what;
-    EXPECT_EQ(item.error, GetLastError()) << item.what;
-  }
-  EXPECT_EQ(nullptr,
-            CertCreateCertificateContext(PKCS_7_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size())));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-}
-
-TEST_F(CertificateTest, KeyProviderInfoFollowsTheSizeQueryProtocol) {
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
-  ASSERT_NE(nullptr, cert);
-  DWORD length = 0;
-  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(CRYPT_E_NOT_FOUND), GetLastError());
-
-  std::wstring container = L"/keys/bob.pem";
-  BYTE paramData[3] = {7, 8, 9};
-  CRYPT_KEY_PROV_PARAM param = {42, paramData, sizeof(paramData), 5};
-  CRYPT_KEY_PROV_INFO info = {};
-  info.pwszContainerName = &container[0];
-  info.dwProvType = PROV_RSA_AES;
-  info.dwFlags = 3;
-  info.cProvParam = 1;
-  info.rgProvParam = &param;
-  info.dwKeySpec = AT_KEYEXCHANGE;
-  ASSERT_TRUE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-  container = L"changed";  // the context keeps its own copy
-
-  ASSERT_TRUE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  const DWORD size = length;
-  EXPECT_GE(size, sizeof(CRYPT_KEY_PROV_INFO) + sizeof(CRYPT_KEY_PROV_PARAM) + 3 + 14 * sizeof(WCHAR));
-  std::vector<uint64_t> storage(size / 8 + 1);
-  BYTE* buffer = reinterpret_cast<BYTE*>(storage.data());
-  length = size - 1;
-  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, buffer, &length));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
-  EXPECT_EQ(size, length);
-  ASSERT_TRUE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, buffer, &length));
-
-  const auto* got = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(buffer);
-  const auto inside = [&](const void* p) {
-    return static_cast<const BYTE*>(p) >= buffer && static_cast<const BYTE*>(p) < buffer + size;
-  };
-  EXPECT_STREQ(L"/keys/bob.pem", got->pwszContainerName);
-  EXPECT_TRUE(inside(got->pwszContainerName));
-  EXPECT_EQ(nullptr, got->pwszProvName);
-  EXPECT_EQ(static_cast<DWORD>(PROV_RSA_AES), got->dwProvType);
-  EXPECT_EQ(3u, got->dwFlags);
-  EXPECT_EQ(static_cast<DWORD>(AT_KEYEXCHANGE), got->dwKeySpec);
-  ASSERT_EQ(1u, got->cProvParam);
-  ASSERT_TRUE(inside(got->rgProvParam));
-  EXPECT_EQ(42u, got->rgProvParam[0].dwParam);
-  EXPECT_EQ(5u, got->rgProvParam[0].dwFlags);
-  ASSERT_EQ(3u, got->rgProvParam[0].cbData);
-  EXPECT_TRUE(inside(got->rgProvParam[0].pbData));
-  EXPECT_EQ(0, std::memcmp(paramData, got->rgProvParam[0].pbData, 3));
-
-  // A null value removes the property; other properties are not kept.
-  ASSERT_TRUE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, nullptr));
-  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(CRYPT_E_NOT_FOUND), GetLastError());
-  EXPECT_FALSE(CertSetCertificateContextProperty(cert, 11, 0, &info));
-  info.rgProvParam = nullptr;  // a count with nothing behind it
-  EXPECT_FALSE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
-  EXPECT_TRUE(CertFreeCertificateContext(cert));
-}
-
-TEST_F(CertificateTest, ContextsAreCountedReferences) {
-  PCCERT_CONTEXT cert =
-      CertCreateCertificateContext(X509_ASN_ENCODING, bob_.data(), static_cast<DWORD>(bob_.size()));
-  ASSERT_NE(nullptr, cert);
+  // Contexts are counted references.
   EXPECT_EQ(cert, CertDuplicateCertificateContext(cert));
   EXPECT_TRUE(CertFreeCertificateContext(cert));
   EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
@@ -205,6 +63,79 @@ TEST_F(CertificateTest, ContextsAreCountedReferences) {
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
 }
 
+TEST(CertificateTest, SerialNumbersKeepTheirSignOctet) {
+  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
+  TempDir dir;
+  ASSERT_TRUE(
+      Shell("openssl req -x509 -newkey rsa:1024 -nodes -subj /CN=abc -set_serial 0xFF01 -days 1 -keyout " +
+            dir.Path("key.pem") + " -outform DER -out " + dir.Path("cert.der")));
+  PCCERT_CONTEXT cert = Create(ReadFileBytes(dir.Path("cert.der")));
+  ASSERT_NE(nullptr, cert);
+  EXPECT_EQ(Hex("01 FF 00"), BlobBytes(cert->pCertInfo->SerialNumber));
+  EXPECT_EQ(CommonName(0x0C, "abc"), BlobBytes(cert->pCertInfo->Issuer));
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+}
+
+TEST(CertificateTest, HostileEncodingsAreRefused) {
+  const Bytes bob = ReadData("BobRSASignByCarl.cer");
+  for (size_t length = 0; length < bob.size(); ++length)
+    EXPECT_EQ(nullptr, Create(Bytes(bob.begin(), bob.begin() + static_cast<long>(length)))) << length;
+  const struct {
+    size_t offset;
+    BYTE value;
+    DWORD error;
+  } kCases[] = {
+      {0, 0x31, CRYPT_E_ASN1_BADTAG},    // outer tag
+      {3, 0xFF, CRYPT_E_ASN1_EOD},       // outer length beyond the bytes
+      {13, 0x04, CRYPT_E_ASN1_BADTAG},   // serial number tag
+      {68, 0x04, CRYPT_E_ASN1_BADTAG},   // not a UTCTime
+      {70, 'x', CRYPT_E_ASN1_CORRUPT},   // month digit
+      {1, 0x85, CRYPT_E_ASN1_CORRUPT},   // five-octet length
+      {44, 0x1F, CRYPT_E_ASN1_CORRUPT},  // high tag number in the parameters
+  };
+  for (const auto& item : kCases) {
+    Bytes broken = bob;
+    broken[item.offset] = item.value;
+    EXPECT_EQ(nullptr, Create(broken)) << item.offset;
+    EXPECT_EQ(item.error, GetLastError()) << item.offset;
+  }
+  EXPECT_EQ(nullptr, Create(bob, PKCS_7_ASN_ENCODING));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+}
+
+TEST(CertificateTest, KeyProviderInfoIsCopiedWhole) {
+  PCCERT_CONTEXT cert = Create(ReadData("BobRSASignByCarl.cer"));
+  ASSERT_NE(nullptr, cert);
+  DWORD length = 0;
+  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  EXPECT_EQ(static_cast<DWORD>(CRYPT_E_NOT_FOUND), GetLastError());
+  std::wstring container = L"/keys/bob.pem";
+  BYTE paramData[3] = {7, 8, 9};
+  CRYPT_KEY_PROV_PARAM param = {42, paramData, sizeof(paramData), 5};
+  CRYPT_KEY_PROV_INFO info = {&container[0], nullptr, PROV_RSA_AES, 3, 1, &param, AT_KEYEXCHANGE};
+  ASSERT_TRUE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+  container = L"changed";  // the context keeps its own copy
+  ASSERT_TRUE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  std::vector<uint64_t> storage(length / 8 + 1);
+  auto* got = reinterpret_cast<CRYPT_KEY_PROV_INFO*>(storage.data());
+  length -= 1;
+  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, got, &length));
+  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+  ASSERT_TRUE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, got, &length));
+  EXPECT_STREQ(L"/keys/bob.pem", got->pwszContainerName);
+  EXPECT_EQ(3u + PROV_RSA_AES + AT_KEYEXCHANGE, got->dwFlags + got->dwProvType + got->dwKeySpec);
+  ASSERT_EQ(1u, got->cProvParam);
+  EXPECT_EQ(Bytes({7, 8, 9}),
+            Bytes(got->rgProvParam->pbData, got->rgProvParam->pbData + got->rgProvParam->cbData));
+  // A null value removes the property; other properties are not kept.
+  ASSERT_TRUE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, nullptr));
+  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  EXPECT_FALSE(CertSetCertificateContextProperty(cert, 11, 0, &info));
+  info.rgProvParam = nullptr;  // a count with nothing behind it
+  EXPECT_FALSE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(CertFreeCertificateContext(cert));
+}
+
 }  // namespace
-}  // namespace crypt_test
-}  // namespace cmskit
+}  // namespace cmskit::test

@@ -24,14 +24,12 @@ class ShimFiles : public ::testing::Test {
   void SetUp() override {
     char temp[MAX_PATH] = {};
     ASSERT_GT(GetTempPathA(MAX_PATH, temp), 0u);
-    folder_ = std::string(temp) + "cmskit_shim_" +
+    folder_ = temp + std::string("cmskit_shim_") +
               std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
     ASSERT_EQ(_mkdir(folder_.c_str()), 0);
   }
   void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::string Path(const std::string& name) const { return folder_ + PLATFORM_PATH_SEPARATOR + name; }
-
   std::string MakeFile(const std::string& name, const std::string& contents) const {
     std::ofstream(Path(name), std::ios::binary) << contents;
     return Path(name);
@@ -40,60 +38,16 @@ class ShimFiles : public ::testing::Test {
   std::string folder_;
 };
 
-TEST_F(ShimFiles, TempPathAndAttributes) {
+TEST_F(ShimFiles, AttributesCopiesAndTheLastError) {
   char temp[MAX_PATH] = {}, tiny[1] = {};
   const DWORD n = GetTempPathA(MAX_PATH, temp);
-  ASSERT_GT(n, 0u);
-  EXPECT_EQ(n, std::string(temp).size());
   EXPECT_EQ(temp[n - 1], PLATFORM_PATH_SEPARATOR);
   EXPECT_GT(GetTempPathA(1, tiny), 1u);  // the size it needs
-
-  const std::string file = MakeFile("locked.txt", "x");
-  EXPECT_NE(GetFileAttributesA(folder_.c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0u);
-  const DWORD plain = GetFileAttributesA(file.c_str());
-  ASSERT_NE(plain, INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(plain & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY), 0u);
-
-  ASSERT_TRUE(SetFileAttributesA(file.c_str(), plain | FILE_ATTRIBUTE_READONLY));
-  EXPECT_NE(GetFileAttributesA(file.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-  ASSERT_TRUE(SetFileAttributesA(file.c_str(), plain & ~FILE_ATTRIBUTE_READONLY));
-  EXPECT_EQ(GetFileAttributesA(file.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-
-  SetLastError(0);
-  EXPECT_EQ(GetFileAttributesA(Path("missing").c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_FALSE(SetFileAttributesA(Path("missing").c_str(), FILE_ATTRIBUTE_READONLY));
-}
-
-// Windows paths reach the shim with backslashes; on Linux they must name the
-// same files as slashes do.
-TEST_F(ShimFiles, BackslashPathsAreAccepted) {
-  std::string sub = Path("deep");
-  std::replace(sub.begin(), sub.end(), '/', '\\');
-  ASSERT_EQ(_mkdir(sub.c_str()), 0);
-  EXPECT_NE(GetFileAttributesA(sub.c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0u);
-  const std::string file = sub + "\\data.bin";
-  FILE* stream = fopen(file.c_str(), "wb");
-  ASSERT_NE(stream, nullptr);
-  fputs("abc", stream);
-  fflush(stream);
-  EXPECT_EQ(_filelength(_fileno(stream)), 3);
-  fclose(stream);
-  EXPECT_EQ(_access(file.c_str(), 0), 0);
-  const int fd = _open(file.c_str(), _O_RDONLY | _O_BINARY);
-  ASSERT_NE(fd, -1);
-  EXPECT_EQ(_filelength(fd), 3);
-  _close(fd);
-  EXPECT_TRUE(CopyFileA(file.c_str(), (sub + "\\copy.bin").c_str(), TRUE));
-  EXPECT_EQ(_unlink(file.c_str()), 0);
-  EXPECT_EQ(_unlink((sub + "\\copy.bin").c_str()), 0);
-  EXPECT_EQ(_rmdir(sub.c_str()), 0);
-  EXPECT_NE(_access(sub.c_str(), 0), 0);
-}
-
-TEST_F(ShimFiles, CopyAndOpenFailuresSetTheLastError) {
-  const std::string source = MakeFile("source", "new");
-  const std::string target = MakeFile("target", "old");
+  const std::string source = MakeFile("source", "new"), target = MakeFile("target", "old");
+  ASSERT_TRUE(SetFileAttributesA(target.c_str(), FILE_ATTRIBUTE_READONLY));
+  EXPECT_EQ(GetFileAttributesA(target.c_str()) & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY),
+            static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+  ASSERT_TRUE(SetFileAttributesA(target.c_str(), FILE_ATTRIBUTE_NORMAL));
   SetLastError(0);
   EXPECT_FALSE(CopyFileA(source.c_str(), target.c_str(), TRUE));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
@@ -103,39 +57,52 @@ TEST_F(ShimFiles, CopyAndOpenFailuresSetTheLastError) {
   EXPECT_FALSE(CopyFileA(Path("missing").c_str(), Path("other").c_str(), FALSE));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
   SetLastError(0);
+  EXPECT_EQ(GetFileAttributesA(Path("missing").c_str()), INVALID_FILE_ATTRIBUTES);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  EXPECT_FALSE(SetFileAttributesA(Path("missing").c_str(), FILE_ATTRIBUTE_READONLY));
+  SetLastError(0);
   EXPECT_EQ(fopen(Path("missing").c_str(), "rb"), nullptr);  // the open's cause, as on Windows
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(ShimFiles, FindFirstAndNextWalkAFolder) {
-  MakeFile("a.txt", "12345");
-  MakeFile("b.txt", "");
-  MakeFile("c.bin", "");
-  ASSERT_EQ(_mkdir(Path("sub").c_str()), 0);
-
+// Windows paths reach the shim with backslashes; on Linux they name the same
+// files as slashes do. Folders are walked with _findfirst/_findnext.
+TEST_F(ShimFiles, BackslashPathsAndFolderWalks) {
+  std::string sub = Path("deep");
+  std::replace(sub.begin(), sub.end(), '/', '\\');
+  ASSERT_EQ(_mkdir(sub.c_str()), 0);
+  EXPECT_NE(GetFileAttributesA(sub.c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0u);
+  const std::string file = sub + "\\data.bin";
+  std::ofstream(Path("deep/data.bin")) << "abc";
+  const int fd = _open(file.c_str(), _O_RDONLY | _O_BINARY);
+  EXPECT_EQ(_filelength(fd), 3);
+  _close(fd);
+  EXPECT_TRUE(CopyFileA(file.c_str(), (sub + "\\copy.txt").c_str(), TRUE));
+  MakeFile("deep/b.txt", "");
   std::set<std::string> names;
   _finddata_t entry;
-  intptr_t handle = _findfirst(Path("*").c_str(), &entry);
+  intptr_t handle = _findfirst((sub + "\\*").c_str(), &entry);
   ASSERT_NE(handle, -1);
   do {
     names.insert(entry.name);
     const std::string name = entry.name;
-    EXPECT_EQ((entry.attrib & _A_SUBDIR) != 0, name == "sub" || name == "." || name == "..") << name;
-    if (name == "a.txt") {
-      EXPECT_EQ(entry.size, 5u);
-    }
+    EXPECT_EQ((entry.attrib & _A_SUBDIR) != 0, name == "." || name == "..") << name;
+    EXPECT_EQ(entry.size, name == "data.bin" ? 3u : entry.size);
   } while (_findnext(handle, &entry) == 0);
   EXPECT_EQ(_findclose(handle), 0);
-  EXPECT_EQ(names, (std::set<std::string>{".", "..", "a.txt", "b.txt", "c.bin", "sub"}));
-
+  EXPECT_EQ(names, (std::set<std::string>{".", "..", "b.txt", "copy.txt", "data.bin"}));
   names.clear();
-  handle = _findfirst(Path("*.txt").c_str(), &entry);
+  handle = _findfirst((sub + "\\*.txt").c_str(), &entry);
   ASSERT_NE(handle, -1);
   do names.insert(entry.name);
   while (_findnext(handle, &entry) == 0);
   _findclose(handle);
-  EXPECT_EQ(names, (std::set<std::string>{"a.txt", "b.txt"}));
+  EXPECT_EQ(names, (std::set<std::string>{"b.txt", "copy.txt"}));
   EXPECT_EQ(_findfirst(Path("*.none").c_str(), &entry), -1);
+  for (const char* name : {"\\data.bin", "\\copy.txt", "\\b.txt"})
+    EXPECT_EQ(_unlink((sub + name).c_str()), 0);
+  EXPECT_EQ(_rmdir(sub.c_str()), 0);
+  EXPECT_NE(_access(sub.c_str(), 0), 0);
 }
 
 using Fields = std::array<WORD, 7>;  // year, month, day, hour, minute, second, ms
@@ -166,47 +133,39 @@ bool RunsUnderWine() {
 }
 
 TEST(ShimCalendar, KnownInstantsBothWays) {
-  struct Known {
+  const struct {
     Fields fields;
     uint64_t ticks;
     WORD dayOfWeek;
-  };
-  // clang-format off
-  const Known known[] = {
+  } known[] = {
       {{1601, 1, 1, 0, 0, 0, 0}, 0, 1},
-      {{1900, 2, 28, 0, 0, 0, 0}, 94404960000000000ULL, 3},
-      {{1900, 3, 1, 0, 0, 0, 0}, 94405824000000000ULL, 4},  // 1900 is no leap year
-      {{1970, 1, 1, 0, 0, 0, 0}, 116444736000000000ULL, 4},
+      {{1900, 3, 1, 0, 0, 0, 0}, 94405824000000000ULL, 4},    // 1900 is no leap year
       {{2000, 2, 29, 0, 0, 0, 0}, 125962560000000000ULL, 2},  // 2000 is one
       {{2024, 2, 29, 12, 34, 56, 789}, 133536836967890000ULL, 4},
       {{9999, 12, 31, 23, 59, 59, 999}, 2650467743999990000ULL, 5},
-      {{30828, 9, 14, 2, 48, 5, 477}, 0x7FFFFFFFFFFFFFFFULL, 4}};  // the last FILETIME
-  // clang-format on
-  for (const Known& k : known) {
-    SCOPED_TRACE(k.fields[0]);
+      {{30828, 9, 14, 2, 48, 5, 477}, 0x7FFFFFFFFFFFFFFFULL, 4},  // the last FILETIME
+  };
+  for (const auto& k : known) {
     SYSTEMTIME st;
     ASSERT_TRUE(ToFields(k.ticks, &st));
     EXPECT_EQ(FieldsOf(st), k.fields);
-    EXPECT_EQ(st.wDayOfWeek, k.dayOfWeek);
-    uint64_t ticks = 0;
-    if (k.fields[0] > 30827) continue;  // past the last SYSTEMTIME Windows takes
-    EXPECT_TRUE(ToTicks(k.fields, &ticks));
-    EXPECT_EQ(ticks, k.ticks);
+    EXPECT_EQ(st.wDayOfWeek, k.dayOfWeek) << k.fields[0];
+    uint64_t ticks = k.ticks;  // the last FILETIME is past the last SYSTEMTIME Windows takes
+    EXPECT_TRUE(k.fields[0] > 30827 || (ToTicks(k.fields, &ticks) && ticks == k.ticks)) << k.fields[0];
   }
 }
 
 TEST(ShimCalendar, MonthEndsAdvanceToTheNextMonth) {
   const WORD kLastDay[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  for (WORD year : {1601, 1700, 1900, 1999, 2000, 2023, 2024, 2100, 2400, 30827}) {
+  for (WORD year : {1900, 2000, 2023, 2024, 30827}) {
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     for (WORD month = 1; month <= 12; ++month) {
       SCOPED_TRACE(year * 100 + month);
       const WORD last = month == 2 && leap ? 29 : kLastDay[month - 1];
       uint64_t end = 0, invalid = 0;
       ASSERT_TRUE(ToTicks({year, month, last, 23, 59, 59, 999}, &end));
-      if (!(month == 2 && !leap && RunsUnderWine())) {
-        EXPECT_FALSE(ToTicks({year, month, static_cast<WORD>(last + 1), 0, 0, 0, 0}, &invalid));
-      }
+      const bool refused = !ToTicks({year, month, static_cast<WORD>(last + 1), 0, 0, 0, 0}, &invalid);
+      EXPECT_TRUE(refused || (month == 2 && !leap && RunsUnderWine()));
       SYSTEMTIME next;
       ASSERT_TRUE(ToFields(end + 10000, &next));  // one millisecond later
       const Fields expected = month == 12 ? Fields{static_cast<WORD>(year + 1), 1, 1, 0, 0, 0, 0}
@@ -217,18 +176,15 @@ TEST(ShimCalendar, MonthEndsAdvanceToTheNextMonth) {
 }
 
 TEST(ShimCalendar, RefusesWhatWindowsRefuses) {
-  // clang-format off
   const Fields refused[] = {
-      {2024, 13, 1, 0, 0, 0, 0}, {2024, 0, 1, 0, 0, 0, 0}, {2024, 2, 30, 0, 0, 0, 0},
-      {2023, 4, 31, 0, 0, 0, 0}, {2024, 1, 0, 0, 0, 0, 0}, {2024, 1, 1, 24, 0, 0, 0},
-      {2024, 1, 1, 0, 60, 0, 0}, {2024, 1, 1, 0, 0, 60, 0}, {2024, 1, 1, 0, 0, 0, 1000},
-      {1600, 12, 31, 23, 59, 59, 999}};
-  // clang-format on
+      {2024, 13, 1, 0, 0, 0, 0},   {2024, 0, 1, 0, 0, 0, 0},        {2024, 1, 0, 0, 0, 0, 0},
+      {2024, 1, 1, 24, 0, 0, 0},   {2024, 1, 1, 0, 60, 0, 0},       {2024, 1, 1, 0, 0, 60, 0},
+      {2024, 1, 1, 0, 0, 0, 1000}, {1600, 12, 31, 23, 59, 59, 999},
+  };
   for (const Fields& f : refused) {
-    SCOPED_TRACE(testing::Message() << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3] << ':' << f[4]);
     SetLastError(0);
     uint64_t ticks = 0;
-    EXPECT_FALSE(ToTicks(f, &ticks));
+    EXPECT_FALSE(ToTicks(f, &ticks)) << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3] << ':' << f[4];
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
   }
   SYSTEMTIME st;
@@ -237,9 +193,8 @@ TEST(ShimCalendar, RefusesWhatWindowsRefuses) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }
 
+// Each thread starts at 0, sets its own value, waits for the other's, then reads its own back.
 TEST(ShimKernel, LastErrorBelongsToTheThread) {
-  // Each thread starts at 0, sets its own value, waits until the other has
-  // set one too, then reads its own back.
   std::atomic<int> set{0};
   DWORD atStart[2] = {1, 1}, seen[2] = {};
   auto worker = [&](int index, DWORD code) {
