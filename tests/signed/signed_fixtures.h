@@ -3,6 +3,8 @@
 #ifndef CMSKIT_TESTS_SIGNED_SIGNED_FIXTURES_H
 #define CMSKIT_TESTS_SIGNED_SIGNED_FIXTURES_H
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -23,6 +25,18 @@ using namespace cmskit_testing;
 constexpr DWORD kCorrupt = 0x80093103;
 constexpr DWORD kBadTag = 0x8009310B;
 constexpr DWORD kNotFound = 1168;
+
+// `read(pError)` fails with `code`: in *pError, and without pError in the
+// last error and a false or zero result.
+template <class Read>
+void ExpectFails(Read read, DWORD code) {
+  int error = -1;
+  read(&error);
+  EXPECT_EQ(static_cast<DWORD>(error), code);
+  SetLastError(0);
+  EXPECT_FALSE(read(nullptr));
+  EXPECT_EQ(GetLastError(), code);
+}
 
 inline IdentObj Dotted(const char* text) {
   IdentObj object;
