@@ -38,6 +38,19 @@ void ExpectFails(Read read, DWORD code) {
   EXPECT_EQ(GetLastError(), code);
 }
 
+// ReadData and WriteData of the element classes, over Bytes.
+template <class T>
+DWORD Read(T& object, const Bytes& input, int* error = nullptr) {
+  return object.ReadData(input.data(), static_cast<DWORD>(input.size()), error);
+}
+template <class T>
+Bytes Write(T&& object) {
+  int error = -1;
+  const Bytes out = Of(object.WriteData(&error));
+  EXPECT_EQ(error, 0);
+  return out;
+}
+
 inline IdentObj Dotted(const char* text) {
   IdentObj object;
   object = text;
