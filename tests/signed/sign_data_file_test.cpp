@@ -42,33 +42,65 @@ bool IsZero(const ToSignStruct& info) {
   return std::memcmp(&info, &zero, sizeof zero) == 0;
 }
 
-TEST(SignDataFile, RecordsWhereTheContentLies) {
-  const Bytes segments = Cat({Tlv(0x04, Text("abc")), Tlv(0x04, Text("defg"))});
-  const Bytes plain = MessageParts().Build(), streamed = StreamedMessage({Text("abc"), Text("defg")});
-  const Bytes alias = With(&MessageParts::contentType, OidSignedAlias());
+// Each layout read from memory and from a file alike; the file content,
+// never loaded, is located where detaching finds it.
+TEST(SignDataRead, AcceptedLayouts) {
+  const Bytes hello = Text("hello, signed world"), plain = MessageParts().Build();
+  const Bytes segmented =
+      El(0x30, OidData(),
+         Indef(0xA0, Indef(0x24, Cat({El(0x04, Text("hello, ")), El(0x04, Text("signed world"))}))));
   const struct {
-    Bytes message;
-    DWORD flags;
-    size_t begin, length, signers;
+    Bytes message, content;
+    size_t certificates, signers;
+    DWORD flags;  // 4: refused in memory, 8: by the file reader
   } cases[] = {
-      {plain, ToSignStruct::kInFile, Find(plain, Text("hello")), 19, 2},
-      {alias, ToSignStruct::kInFile, Find(alias, Text("hello")), 19, 2},
-      {streamed, 3, Find(streamed, segments), segments.size() + 2, 1},  // segments and their 00 00
-      {With(&MessageParts::encap, Tlv(0x30, OidData())), 0, 0, 0, 2},
+      {plain, hello, 2, 2, 1},
+      {With(&MessageParts::contentType, OidSignedAlias()), hello, 2, 2, 4 | 1},
+      {StreamedMessage({Text("abc"), Text("defg")}), Text("abcdefg"), 1, 1, 3},
+      {With(&MessageParts::encap, Tlv(0x30, OidData())), {}, 2, 2, 0},
+      {With(&MessageParts::crls, El(0xA1, FakeCertificate(5), FakeCertificate(6))), hello, 2, 2, 1},
+      {WithWrapper(0xA2), hello, 2, 2, 8},
+      {With(&MessageParts::version, Version(3)), hello, 2, 2, 1},
+      {With(&MessageParts::encap, El(0x30, OidData(), Tlv(0x04, hello))), hello, 2, 2, 8},
+      {With(&MessageParts::certificates, {}), hello, 0, 2, 1},
+      {With(&MessageParts::signers, Indef(0x31, Cat({FakeSigner(7), FakeSigner(8)}))), hello, 2, 2, 1},
+      {With(&MessageParts::encap, segmented), hello, 2, 2, 3},
+      // An empty element ends the certificate set.
+      {With(&MessageParts::certificates, El(0xA0, FakeCertificate(1), Hex("30 00"), FakeCertificate(2))),
+       hello, 1, 2, 1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
+    SignData memory;
+    SetLastError(0x1234);
+    int error = -1;
+    EXPECT_EQ(ReadMemory(memory, c.message, &error), !(c.flags & 4));
+    if (!(c.flags & 4)) {
+      EXPECT_EQ(error, 0);
+      EXPECT_EQ(GetLastError(), 0x1234u);  // success leaves the last error alone
+      EXPECT_EQ(Of(memory.encapContentInfo.data), c.content);
+      EXPECT_EQ(memory.certificates.size(), c.certificates);
+      EXPECT_EQ(memory.signerInfos.size(), c.signers);
+      EXPECT_EQ(Of(memory.signerInfos.back()), FakeSigner(c.signers == 1 ? 1 : 8));
+    }
+    if (c.flags & 8) continue;
     FileMessage file(c.message);
     const ToSignStruct& content = file.message.GetDataInfo();
-    EXPECT_EQ(content.flags, c.flags);
-    EXPECT_TRUE(file.message.encapContentInfo.data.IsEmpty());  // never loaded
+    EXPECT_EQ(content.flags, c.flags & 3);
+    EXPECT_TRUE(file.message.encapContentInfo.data.IsEmpty());
     EXPECT_EQ(file.message.signerInfos.size(), c.signers);
-    if (!c.flags) continue;
-    EXPECT_EQ(content.fileMark, 0x20000u);
-    EXPECT_STREQ(static_cast<const char*>(content.data), file.path.c_str());
-    EXPECT_EQ(content.begin, c.begin);
-    EXPECT_EQ(content.end - content.begin, c.length);
+    EXPECT_EQ(file.message.certificates.size(), c.certificates);
+    if (c.flags) {
+      EXPECT_EQ(content.fileMark, 0x20000u);
+      EXPECT_STREQ(static_cast<const char*>(content.data), file.path.c_str());
+    }
+    EXPECT_EQ(DetachToMemory(file.message), c.content);
   }
+  // Reuse keeps what the second message lacks.
+  SignData reused;
+  ASSERT_TRUE(ReadMemory(reused, plain));
+  ASSERT_TRUE(ReadMemory(reused, With(&MessageParts::encap, Tlv(0x30, OidData()))));
+  EXPECT_EQ(Of(reused.encapContentInfo.data), hello);
   FileMessage file(plain);  // from the current position
   CTOOFile handle(file.path.c_str(), "rb");
   EXPECT_EQ(file.message.ReadObject(handle, 0xFFFFFFFF, nullptr), plain.size());
@@ -77,36 +109,47 @@ TEST(SignDataFile, RecordsWhereTheContentLies) {
   SignData shifted;
   EXPECT_LT(ReadFromFile(shifted, file.path, 100), plain.size());
   EXPECT_TRUE(shifted.signerInfos.empty());
-  EXPECT_EQ(DetachToMemory(shifted), Text("hello, signed world"));
+  EXPECT_EQ(DetachToMemory(shifted), hello);
 }
 
-TEST(SignDataFile, ReadFailures) {
+// The file reader, and FillEntry over the tree the record reader built.
+TEST(SignDataRead, FileAndTreeFailures) {
   TempDir dir;
   const std::string path = dir.Path("m.der");
+  constexpr DWORD kSkip = 1;
   const struct {
     Bytes bytes;
-    DWORD offset;
-    int status;
+    DWORD offset, file, fill;
   } cases[] = {
-      {MessageParts().Build(), 10000, kStatusTruncated},
-      {Tlv(0x31, OidSignedData()), 0, kStatusBadTag},
-      {With(&MessageParts::contentType, OidData()), 0, kStatusBadTag},
-      {Hex("30 80 06 09 2A 86 48 86 F7 0D 01 07 02"), 0, 194},
-      {WithWrapper(0x30), 0, kStatusBadTag},
-      {El(0x30, OidSignedData(), El(0xA0, Tlv(0x31, Version(1)))), 0, kStatusBadTag},
-      {With(&MessageParts::version, Hex("04 01 01")), 0, kStatusBadTag},
-      {With(&MessageParts::version, Hex("02 05 01 00 00 00 00")), 0, kStatusCorrupt},
-      {With(&MessageParts::algorithms, Tlv(0x30, Sha256())), 0, kStatusCorrupt},
-      {With(&MessageParts::encap, Tlv(0x31, OidData())), 0, kStatusBadTag},
-      {With(&MessageParts::encap, El(0x30, OidData(), El(0x30, Tlv(0x04, Text("x"))))), 0, kStatusBadTag},
-      {With(&MessageParts::certificates, Hex("A0 84 00 00 10 00")), 0, kStatusCorrupt},
+      {MessageParts().Build(), 10000, StatusToWin32(kStatusTruncated), kSkip},
+      {Hex("30 80 06 09 2A 86 48 86 F7 0D 01 07 02"), 0, StatusToWin32(194), kSkip},
+      {Tlv(0x31, OidSignedData()), 0, kBadTag, kBadTag},
+      {With(&MessageParts::contentType, OidData()), 0, kBadTag, kBadTag},
+      {WithWrapper(0x30), 0, kBadTag, kSkip},
+      {WithWrapper(0xA3), 0, kSkip, kCorrupt},
+      {Tlv(0x30, OidSignedData()), 0, kSkip, 0x80090011},
+      {El(0x30, OidSignedData(), El(0xA0, Tlv(0x31, Version(1)))), 0, kBadTag, kBadTag},
+      {With(&MessageParts::version, Hex("04 01 01")), 0, kBadTag, kSkip},
+      {With(&MessageParts::version, Hex("02 05 01 00 00 00 00")), 0, kCorrupt, kCorrupt},
+      {With(&MessageParts::algorithms, Tlv(0x30, Sha256())), 0, kCorrupt, kBadTag},
+      {With(&MessageParts::encap, Tlv(0x31, OidData())), 0, kBadTag, kBadTag},
+      {With(&MessageParts::encap, El(0x30, OidData(), El(0x30, Tlv(0x04, Text("x"))))), 0, kBadTag, kSkip},
+      {With(&MessageParts::certificates, Hex("A0 84 00 00 10 00")), 0, kCorrupt, kSkip},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     WriteBytes(path, c.bytes);
     SignData message;
-    ExpectFails([&](int* error) { return ReadFromFile(message, path, c.offset, error); },
-                StatusToWin32(c.status));
+    if (c.file != kSkip)
+      ExpectFails([&](int* error) { return ReadFromFile(message, path, c.offset, error); }, c.file);
+    if (c.fill == kSkip) continue;
+    CASNTUnit root;
+    int status = -1;
+    root.ReadFromMemory(c.bytes.data(), static_cast<DWORD>(c.bytes.size()), &status);
+    ASSERT_EQ(status, 0);
+    SetLastError(0);
+    SignDataTestPeer::FillEntry(message, root);
+    EXPECT_EQ(GetLastError(), c.fill);
   }
 }
 
