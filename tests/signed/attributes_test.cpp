@@ -133,14 +133,6 @@ TEST(AttributesList, ReadsAndWrites) {
     one.emplace_back(ReadSet(ContentTypeAttr()));
     EXPECT_EQ(Write(one), Cat({t.header, ContentTypeAttr()})) << t.tag;
   }
-  // Pristine and rebuilt sets side by side.
-  Read(list, El(0xA0, LongFormAttr(), DigestAttr()), nullptr);
-  list.back().setModified();
-  list.back().pushBackEntry(Obj(Hex("04 00")));
-  list.universalClass = false;
-  EXPECT_EQ(Write(list), El(0xA0, LongFormAttr(),
-                            El(0x30, OidMessageDigest(),
-                               El(0x31, El(0x30, Tlv(0x04, Hex("AA BB CC DD")), Hex("04 00"))))));
 }
 
 TEST(AttributesList, Failures) {

@@ -8,12 +8,10 @@ namespace cmskit::signtest {
 namespace {
 
 struct Vector {
-  const char* file;
-  const char* content;  // null when detached
+  const char *file, *content;  // content null when detached
   size_t signers, certificates, crls;
   bool ber;
-  // Of the first signer info.
-  DWORD version;
+  DWORD version;  // this and what follows: of the first signer info
   size_t signedAttrs, unsignedAttrs;
   uint64_t time;
 };
