@@ -278,7 +278,7 @@ TEST(SignDataDetach, EveryPathAndTarget) {
 TEST(SignDataDetach, FailureNeverDestroysTheSource) {
   const Bytes content = Pattern(7000);
   FileMessage file(PlainMessage(content));
-  const std::string unreachable = file.dir.Path("missing/content.out");
+  const std::string unreachable = file.path + "/content.out";  // below a file
   ToSignStruct elsewhere = FileTarget(unreachable);
   EXPECT_FALSE(file.message.DetachData(elsewhere, nullptr));
   EXPECT_EQ(ReadBytes(file.path), file.bytes);
