@@ -72,8 +72,7 @@ TEST(SignDataMemory, WritesDer) {
   SignData message;
   message.version = 3;
   message.digestAlgorithms.emplace_back();
-  message.digestAlgorithms.back().ReadData(Sha1NoParams().data(), static_cast<DWORD>(Sha1NoParams().size()),
-                                           nullptr);
+  Read(message.digestAlgorithms.back(), Hex("30 07 06 05 2B 0E 03 02 1A"));
   message.encapContentInfo.data = Obj(Text("content"));
   message.certificates = {Obj(FakeCertificate(2)), Obj(FakeCertificate(1))};
   message.crls = {Obj(FakeCertificate(9))};
@@ -168,34 +167,6 @@ TEST(SignDataMemory, CopiesAndAttach) {
                   {reversed, ERROR_BAD_ARGUMENTS}};
   for (const auto& f : failures)
     ExpectFails([&](int* error) { return SignData().AttachData(f.content, error); }, f.code);
-}
-
-// FillEntry, from the tree the record reader built: sets in any order add
-// up, unknown context tags are skipped, the content type is not changed.
-TEST(SignDataMemory, FillEntry) {
-  const Bytes cases[] = {
-      With(&MessageParts::trailer, Cat({Tlv(0xA5, Hex("05 00")), Tlv(0xA0, FakeCertificate(4)),
-                                        Tlv(0xA1, FakeCertificate(9)), Tlv(0x31, FakeSigner(9))})),
-      With(&MessageParts::contentType, OidSignedAlias()),
-      With(&MessageParts::encap, Encap(Tlv(0x04, Text("hello, signed world")))),
-  };
-  for (const Bytes& c : cases) {
-    const size_t extra = &c == cases ? 1 : 0;
-    CASNTUnit root;
-    int status = -1;
-    root.ReadFromMemory(c.data(), static_cast<DWORD>(c.size()), &status);
-    SignData message;
-    message.signerInfos.push_back(Obj(Text("stale")));
-    SetLastError(0);
-    SignDataTestPeer::FillEntry(message, root);
-    ASSERT_EQ(GetLastError(), 0u);
-    EXPECT_TRUE(message.contentType == Dotted("1.2.840.113549.1.7.2"));
-    EXPECT_EQ(Of(message.encapContentInfo.data), Text("hello, signed world"));
-    EXPECT_EQ(message.certificates.size(), 2 + extra);
-    ASSERT_EQ(message.signerInfos.size(), 2 + extra);
-    EXPECT_EQ(Of(message.signerInfos.front()), FakeSigner(7));
-    EXPECT_EQ(message.crls.size(), extra);
-  }
 }
 
 }  // namespace

@@ -66,7 +66,6 @@ inline Bytes OidContentType() { return Hex("06 09 2A 86 48 86 F7 0D 01 09 03"); 
 inline Bytes OidMessageDigest() { return Hex("06 09 2A 86 48 86 F7 0D 01 09 04"); }
 inline Bytes OidSigningTime() { return Hex("06 09 2A 86 48 86 F7 0D 01 09 05"); }
 inline Bytes Sha256() { return Hex("30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00"); }
-inline Bytes Sha1NoParams() { return Hex("30 07 06 05 2B 0E 03 02 1A"); }
 inline Bytes Rsa() { return Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"); }
 inline Bytes Version(int v) { return Bytes{0x02, 0x01, static_cast<BYTE>(v)}; }
 // Opaque stand-ins: the message classes keep them whole and never look inside.
@@ -126,9 +125,7 @@ inline Bytes DigestAttr() { return El(0x30, OidMessageDigest(), El(0x31, Tlv(0x0
 inline Bytes LongFormAttr() {
   return Hex("30 81 19 06 09 2A 86 48 86 F7 0D 01 09 03 31 81 0B 06 09 2A 86 48 86 F7 0D 01 07 01");
 }
-inline Bytes IssuerName() {
-  return El(0x30, El(0x31, El(0x30, Hex("06 03 55 04 03"), Tlv(0x0C, Text("x")))));
-}
+inline Bytes IssuerName() { return El(0x30, El(0x31, El(0x30, Hex("06 03 55 04 03 0C 01 78")))); }
 inline Bytes Sid() { return El(0x30, IssuerName(), Hex("02 01 01")); }
 inline Bytes SampleSignerInfo(const Bytes& unsignedAttrs = {}) {
   return El(0x30, Version(1), El(0x30, IssuerName(), Hex("02 02 01 00")), Sha256(),
