@@ -5,6 +5,7 @@
 #define CMSKIT_TESTS_COMMON_SIGN_DATA_UTIL_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/test_util.h"
@@ -13,6 +14,7 @@ namespace cmskit_testing {
 
 using cmskit::CTOOFile;
 using cmskit::IdentObj;
+using cmskit::MessageSignerInfo;
 using cmskit::SignData;
 using cmskit::ToSignStruct;
 
@@ -62,15 +64,6 @@ inline Bytes WithNullDigestParameters(const Bytes& message) {
   return El(0x30, outer.at(0), El(0xA0, Tlv(0x30, body)));
 }
 
-// The SignerInfo elements of a message, as SignData reads them.
-inline std::vector<Bytes> SignerInfosOf(const Bytes& message) {
-  SignData read;
-  std::vector<Bytes> out;
-  if (read.ReadObject(message.data(), static_cast<DWORD>(message.size()), nullptr))
-    for (const IdentObj& signer : read.signerInfos) out.push_back(Of(signer));
-  return out;
-}
-
 // Content descriptors; they point at the caller's string.
 inline ToSignStruct FileContent(const std::string& name, DWORD begin, DWORD end) {
   ToSignStruct content;
@@ -99,6 +92,52 @@ inline DWORD ReadFromFile(SignData& message, const std::string& path, DWORD offs
 inline DWORD WriteToFile(SignData& message, const std::string& path) {
   CTOOFile file(path.c_str(), "wb");
   return message.WriteObject(file, 0);
+}
+
+// What every complete message must survive: read from memory and from the
+// file at `path` alike, written back both ways as `expected` (streamed BER
+// when empty: then only the two writers are compared), and its content
+// detached into `out` + ".content". Gives the memory-read message and the
+// file-read one, now detached.
+inline std::pair<SignData, SignData> ExpectRoundTrip(const std::string& path, const Bytes& content,
+                                                     const Bytes& expected, const std::string& out) {
+  const Bytes input = ReadBytes(path);
+  std::pair<SignData, SignData> read;
+  SignData &memory = read.first, &file = read.second;
+  int error = -1;
+  EXPECT_TRUE(ReadMemory(memory, input, &error)) << std::hex << error;
+  EXPECT_EQ(Of(memory.encapContentInfo.data), content);
+  const Bytes written = Of(memory.WriteObject(&error));
+  EXPECT_EQ(error, 0);
+  EXPECT_TRUE(expected.empty() || written == expected);
+  EXPECT_EQ(ReadFromFile(file, path, 0, &error), input.size());
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(file.signerInfos, memory.signerInfos);
+  EXPECT_EQ(file.certificates, memory.certificates);
+  EXPECT_EQ(file.crls, memory.crls);
+  EXPECT_EQ(file.GetDataInfo().flags, content.empty() ? 0u : expected.empty() ? 3u : 1u);
+  EXPECT_EQ(WriteToFile(file, out), written.size());
+  EXPECT_EQ(ReadBytes(out), written);
+  const std::string detached = out + ".content";
+  ToSignStruct target = FileTarget(detached);
+  EXPECT_TRUE(file.DetachData(target, nullptr));
+  EXPECT_EQ(ReadBytes(detached), content);
+  return read;
+}
+
+// The signer infos of a message, each read whole and written back with
+// absent algorithm parameters as NULL.
+inline std::vector<MessageSignerInfo> ExpectSignerInfos(const SignData& message) {
+  std::vector<MessageSignerInfo> out;
+  for (const IdentObj& signer : message.signerInfos) {
+    const Bytes input = Of(signer);
+    out.emplace_back();
+    int error = -1;
+    EXPECT_EQ(out.back().ReadData(input.data(), static_cast<DWORD>(input.size()), &error), input.size());
+    EXPECT_EQ(Of(out.back().WriteData(&error)), WithNullParameters(input));
+    EXPECT_EQ(error, 0);
+  }
+  return out;
 }
 
 }  // namespace cmskit_testing

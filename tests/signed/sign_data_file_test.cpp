@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <list>
 #include <memory>
 
 #include "signed/signed_fixtures.h"
@@ -42,112 +41,138 @@ bool IsZero(const ToSignStruct& info) {
   return std::memcmp(&info, &zero, sizeof zero) == 0;
 }
 
-TEST(SignDataFile, RecordsWhereTheContentLies) {
-  const Bytes segments = Cat({Tlv(0x04, Text("abc")), Tlv(0x04, Text("defg"))});
-  struct Case {
-    const char* name;
-    Bytes message;
-    DWORD flags;
-    size_t begin, length, signers;
+// Each layout read from memory and from a file alike; the file content,
+// never loaded, is located where detaching finds it.
+TEST(SignDataRead, AcceptedLayouts) {
+  const Bytes hello = Text("hello, signed world"), plain = MessageParts().Build();
+  const Bytes segmented =
+      El(0x30, OidData(),
+         Indef(0xA0, Indef(0x24, Cat({El(0x04, Text("hello, ")), El(0x04, Text("signed world"))}))));
+  const struct {
+    Bytes message, content;
+    size_t certificates, signers;
+    DWORD flags;  // 4: refused in memory, 8: by the file reader
+  } cases[] = {
+      {plain, hello, 2, 2, 1},
+      {With(&MessageParts::contentType, OidSignedAlias()), hello, 2, 2, 4 | 1},
+      {StreamedMessage({Text("abc"), Text("defg")}), Text("abcdefg"), 1, 1, 3},
+      {With(&MessageParts::encap, Tlv(0x30, OidData())), {}, 2, 2, 0},
+      {With(&MessageParts::crls, El(0xA1, FakeCertificate(5), FakeCertificate(6))), hello, 2, 2, 1},
+      {WithWrapper(0xA2), hello, 2, 2, 8},
+      {With(&MessageParts::version, Version(3)), hello, 2, 2, 1},
+      {With(&MessageParts::encap, El(0x30, OidData(), Tlv(0x04, hello))), hello, 2, 2, 8},
+      {With(&MessageParts::certificates, {}), hello, 0, 2, 1},
+      {With(&MessageParts::signers, Indef(0x31, Cat({FakeSigner(7), FakeSigner(8)}))), hello, 2, 2, 1},
+      {With(&MessageParts::encap, segmented), hello, 2, 2, 3},
+      // An empty element ends the certificate set.
+      {With(&MessageParts::certificates, El(0xA0, FakeCertificate(1), Hex("30 00"), FakeCertificate(2))),
+       hello, 1, 2, 1},
   };
-  const Bytes plain = MessageParts().Build(), streamed = StreamedMessage({Text("abc"), Text("defg")});
-  const Bytes alias = With(&MessageParts::contentType, OidSignedAlias());
-  const Case cases[] = {
-      {"DER", plain, ToSignStruct::kInFile, Find(plain, Text("hello")), 19, 2},
-      {"alias type", alias, ToSignStruct::kInFile, Find(alias, Text("hello")), 19, 2},
-      {"segments and their 00 00", streamed, 3, Find(streamed, segments), segments.size() + 2, 1},
-      {"detached", With(&MessageParts::encap, Tlv(0x30, OidData())), 0, 0, 0, 2},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    SignData memory;
+    SetLastError(0x1234);
+    int error = -1;
+    EXPECT_EQ(ReadMemory(memory, c.message, &error), !(c.flags & 4));
+    if (!(c.flags & 4)) {
+      EXPECT_EQ(error, 0);
+      EXPECT_EQ(GetLastError(), 0x1234u);  // success leaves the last error alone
+      EXPECT_EQ(Of(memory.encapContentInfo.data), c.content);
+      EXPECT_EQ(memory.certificates.size(), c.certificates);
+      EXPECT_EQ(memory.signerInfos.size(), c.signers);
+      EXPECT_EQ(Of(memory.signerInfos.back()), FakeSigner(c.signers == 1 ? 1 : 8));
+    }
+    if (c.flags & 8) continue;
     FileMessage file(c.message);
     const ToSignStruct& content = file.message.GetDataInfo();
-    EXPECT_EQ(content.flags, c.flags);
-    EXPECT_TRUE(file.message.encapContentInfo.data.IsEmpty());  // never loaded
+    EXPECT_EQ(content.flags, c.flags & 3);
+    EXPECT_TRUE(file.message.encapContentInfo.data.IsEmpty());
     EXPECT_EQ(file.message.signerInfos.size(), c.signers);
-    if (!c.flags) continue;
-    EXPECT_EQ(content.fileMark, 0x20000u);
-    EXPECT_STREQ(static_cast<const char*>(content.data), file.path.c_str());
-    EXPECT_EQ(content.begin, c.begin);
-    EXPECT_EQ(content.end - content.begin, c.length);
+    EXPECT_EQ(file.message.certificates.size(), c.certificates);
+    EXPECT_EQ(content.fileMark, c.flags ? 0x20000u : 0u);
+    EXPECT_EQ(DetachToMemory(file.message), c.content);
   }
-  // The current position.
-  FileMessage file(plain);
+  // Reuse keeps what the second message lacks.
+  SignData reused;
+  ASSERT_TRUE(ReadMemory(reused, plain));
+  ASSERT_TRUE(ReadMemory(reused, With(&MessageParts::encap, Tlv(0x30, OidData()))));
+  EXPECT_EQ(Of(reused.encapContentInfo.data), hello);
+  FileMessage file(plain);  // from the current position
   CTOOFile handle(file.path.c_str(), "rb");
   EXPECT_EQ(file.message.ReadObject(handle, 0xFFFFFFFF, nullptr), plain.size());
-}
-
-// The content range counts the message's offset; the step past the content
-// does not, so what follows is read from the start of the file.
-TEST(SignDataFile, NonZeroOffset) {
-  TempDir dir;
-  const Bytes bytes = MessageParts().Build();
-  const std::string twice = dir.Path("twice.der"), padded = dir.Path("padded.der");
-  WriteBytes(twice, Cat({bytes, bytes}));
-  SignData message;
-  EXPECT_EQ(ReadFromFile(message, twice, static_cast<DWORD>(bytes.size())), bytes.size());
-  EXPECT_EQ(message.GetDataInfo().begin, bytes.size() + Find(bytes, Text("hello")));
-  EXPECT_EQ(message.signerInfos.size(), 2u);
-
-  WriteBytes(padded, Cat({Bytes(100, 0), bytes}));
+  // The step past the content ignores the offset: the zeros there end the walk.
+  WriteBytes(file.path, Cat({Bytes(100, 0), plain}));
   SignData shifted;
-  EXPECT_LT(ReadFromFile(shifted, padded, 100), bytes.size());
-  EXPECT_TRUE(shifted.signerInfos.empty());  // the zeros there end the walk
-  EXPECT_EQ(DetachToMemory(shifted), Text("hello, signed world"));
+  EXPECT_LT(ReadFromFile(shifted, file.path, 100), plain.size());
+  EXPECT_TRUE(shifted.signerInfos.empty());
+  EXPECT_EQ(DetachToMemory(shifted), hello);
 }
 
-TEST(SignDataFile, ReadFailures) {
+// FillEntry over the tree the record reader built; gives the last error.
+DWORD Fill(SignData& message, const Bytes& bytes) {
+  CASNTUnit root;
+  int status = -1;
+  root.ReadFromMemory(bytes.data(), static_cast<DWORD>(bytes.size()), &status);
+  EXPECT_EQ(status, 0);
+  SetLastError(0);
+  SignDataTestPeer::FillEntry(message, root);
+  return GetLastError();
+}
+
+// The file reader and FillEntry.
+TEST(SignDataRead, FileAndTree) {
   TempDir dir;
   const std::string path = dir.Path("m.der");
-  struct Case {
-    const char* name;
+  constexpr DWORD kSkip = 1;
+  const struct {
     Bytes bytes;
-    DWORD offset;
-    int status;
+    DWORD offset, file, fill;
+  } cases[] = {
+      {MessageParts().Build(), 10000, StatusToWin32(kStatusTruncated), kSkip},
+      {Hex("30 80 06 09 2A 86 48 86 F7 0D 01 07 02"), 0, StatusToWin32(194), kSkip},
+      {Tlv(0x31, OidSignedData()), 0, kBadTag, kBadTag},
+      {With(&MessageParts::contentType, OidData()), 0, kBadTag, kBadTag},
+      {WithWrapper(0x30), 0, kBadTag, kSkip},
+      {WithWrapper(0xA3), 0, kSkip, kCorrupt},
+      {Tlv(0x30, OidSignedData()), 0, kSkip, 0x80090011},
+      {El(0x30, OidSignedData(), El(0xA0, Tlv(0x31, Version(1)))), 0, kBadTag, kBadTag},
+      {With(&MessageParts::version, Hex("04 01 01")), 0, kBadTag, kSkip},
+      {With(&MessageParts::version, Hex("02 05 01 00 00 00 00")), 0, kCorrupt, kCorrupt},
+      {With(&MessageParts::algorithms, Tlv(0x30, Sha256())), 0, kCorrupt, kBadTag},
+      {With(&MessageParts::encap, Tlv(0x31, OidData())), 0, kBadTag, kBadTag},
+      {With(&MessageParts::encap, El(0x30, OidData(), El(0x30, Tlv(0x04, Text("x"))))), 0, kBadTag, kSkip},
+      {With(&MessageParts::certificates, Hex("A0 84 00 00 10 00")), 0, kCorrupt, kSkip},
   };
-  const Case cases[] = {
-      {"offset past the end", MessageParts().Build(), 10000, kStatusTruncated},
-      {"not a SEQUENCE", Tlv(0x31, OidSignedData()), 0, kStatusBadTag},
-      {"wrong content type", With(&MessageParts::contentType, OidData()), 0, kStatusBadTag},
-      {"ends after content type", Hex("30 80 06 09 2A 86 48 86 F7 0D 01 07 02"), 0, 194},
-      {"universal wrapper", WithWrapper(0x30), 0, kStatusBadTag},
-      {"SignedData a SET", El(0x30, OidSignedData(), El(0xA0, Tlv(0x31, Version(1)))), 0, kStatusBadTag},
-      {"version not an INTEGER", With(&MessageParts::version, Hex("04 01 01")), 0, kStatusBadTag},
-      {"version of 5 octets", With(&MessageParts::version, Hex("02 05 01 00 00 00 00")), 0, kStatusCorrupt},
-      {"digestAlgorithms a SEQUENCE", With(&MessageParts::algorithms, Tlv(0x30, Sha256())), 0,
-       kStatusCorrupt},
-      {"encapContentInfo a SET", With(&MessageParts::encap, Tlv(0x31, OidData())), 0, kStatusBadTag},
-      {"content wrapper universal",
-       With(&MessageParts::encap, El(0x30, OidData(), El(0x30, Tlv(0x04, Text("x"))))), 0, kStatusBadTag},
-      {"certificates past the end", With(&MessageParts::certificates, Hex("A0 84 00 00 10 00")), 0,
-       kStatusCorrupt},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
     WriteBytes(path, c.bytes);
     SignData message;
-    int error = -1;
-    EXPECT_EQ(ReadFromFile(message, path, c.offset, &error), 0u);
-    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(c.status));
-    SetLastError(0);
-    EXPECT_EQ(ReadFromFile(message, path, c.offset), 0u);
-    EXPECT_EQ(GetLastError(), StatusToWin32(c.status));
+    if (c.file != kSkip)
+      ExpectFails([&](int* error) { return ReadFromFile(message, path, c.offset, error); }, c.file);
+    EXPECT_TRUE(c.fill == kSkip || Fill(message, c.bytes) == c.fill);
   }
-  // Hostile input stays inside the file (checked by the sanitizer build).
-  const Bytes streamed = StreamedMessage({Text("abc"), Text("def")});
-  for (size_t at = 0; at < streamed.size(); ++at) {
-    WriteBytes(path, Bytes(streamed.begin(), streamed.begin() + static_cast<std::ptrdiff_t>(at)));
-    SignData prefix, flipped;
-    ReadFromFile(prefix, path);
-    Bytes bad = streamed;
-    bad[at] ^= 0x80;
-    WriteBytes(path, bad);
-    ReadFromFile(flipped, path);
+  // Sets in any order add up, unknown context tags are skipped, the content type is not changed.
+  const Bytes accepted[] = {
+      With(&MessageParts::trailer, Cat({Tlv(0xA5, Hex("05 00")), Tlv(0xA0, FakeCertificate(4)),
+                                        Tlv(0xA1, FakeCertificate(9)), Tlv(0x31, FakeSigner(9))})),
+      With(&MessageParts::contentType, OidSignedAlias()),
+      With(&MessageParts::encap, El(0x30, OidData(), Tlv(0x04, Text("hello, signed world")))),
+  };
+  for (const Bytes& c : accepted) {
+    const size_t extra = &c == accepted ? 1 : 0;
+    SignData message;
+    message.signerInfos.push_back(Obj(Text("stale")));
+    ASSERT_EQ(Fill(message, c), 0u);
+    EXPECT_TRUE(message.contentType == Dotted("1.2.840.113549.1.7.2"));
+    EXPECT_EQ(Of(message.encapContentInfo.data), Text("hello, signed world"));
+    EXPECT_EQ(message.certificates.size(), 2 + extra);
+    ASSERT_EQ(message.signerInfos.size(), 2 + extra);
+    EXPECT_EQ(Of(message.signerInfos.front()), FakeSigner(7));
+    EXPECT_EQ(message.crls.size(), extra);
   }
 }
 
-// File content is streamed in 4096-octet blocks; segmented content is
-// written as one primitive OCTET STRING; both writers agree.
+// File content is streamed in 4096-octet blocks; both writers agree.
 TEST(SignDataFile, WritesFileContent) {
   TempDir dir;
   const std::string content = dir.Path("content.bin"), out = dir.Path("out.der");
@@ -160,234 +185,119 @@ TEST(SignDataFile, WritesFileContent) {
     const Bytes inMemory = Of(message.WriteObject(nullptr));
     EXPECT_EQ(WriteToFile(message, out), inMemory.size());
     EXPECT_EQ(ReadBytes(out), inMemory);
-    SignData back;
-    ASSERT_NE(ReadFromFile(back, out), 0u);
-    EXPECT_EQ(back.GetDataInfo().end - back.GetDataInfo().begin, size);
+    EXPECT_LT(Find(inMemory, Pattern(size, static_cast<unsigned>(size))), inMemory.size());
   }
-  FileMessage segmented(StreamedMessage({Pattern(4096, 1), Pattern(4096, 2), Pattern(7, 3)}));
-  SignData memory;
-  ASSERT_TRUE(ReadMemory(memory, segmented.bytes));
-  const Bytes expected = Of(memory.WriteObject(nullptr));
-  EXPECT_EQ(Of(segmented.message.WriteObject(nullptr)), expected);
-  EXPECT_EQ(WriteToFile(segmented.message, out), expected.size());
-  EXPECT_EQ(ReadBytes(out), expected);
-
   WriteBytes(content, Text("0123456789"));
   SignData ranged;
   ASSERT_TRUE(ranged.AttachData(FileContent(content, 3, 7), nullptr));
   ASSERT_NE(WriteToFile(ranged, out), 0u);
-  SignData back;
-  ASSERT_TRUE(ReadMemory(back, ReadBytes(out)));
-  EXPECT_EQ(Of(back.encapContentInfo.data), Text("3456"));
+  EXPECT_LT(Find(ReadBytes(out), Hex("04 04 33 34 35 36 31")), ReadBytes(out).size());
   // Size 0 leaves the whole [0] eContent out, unlike the memory writer.
   SignData empty;
   ASSERT_TRUE(empty.AttachData(FileContent(content, 5, 5), nullptr));
   const DWORD written = WriteToFile(empty, out);
   EXPECT_EQ(written, ReadBytes(out).size());
   EXPECT_EQ(Of(SignData().WriteObject(nullptr)), ReadBytes(out));
-
   // At an offset into an existing file.
   WriteBytes(out, Bytes(50, 0xEE));
-  SignData message;
   const Bytes input = MessageParts().Build();
-  ASSERT_TRUE(ReadMemory(message, input));
+  SignData memory;
+  ASSERT_TRUE(ReadMemory(memory, input));
   {
     CTOOFile file(out.c_str(), "r+b");
-    EXPECT_EQ(message.WriteObject(file, 20), input.size());
+    EXPECT_EQ(memory.WriteObject(file, 20), input.size());
   }
   EXPECT_EQ(ReadBytes(out), Cat({Bytes(20, 0xEE), input}));
 }
 
 TEST(SignDataFile, WriteFailures) {
   TempDir dir;
-  const std::string content = dir.Path("content.bin"), out = dir.Path("out.der"), gone = dir.Path("gone.bin");
+  const std::string content = dir.Path("content.bin"), gone = dir.Path("gone.bin");
   WriteBytes(content, Text("0123456789"));
-  struct Case {
+  const struct {
     ToSignStruct data;
-    DWORD offset;
-    DWORD code;
+    const char *target, *mode;
+    DWORD offset, code;
+  } cases[] = {
+      {FileContent(gone, 0, 4), "out.der", "wb", 0, ERROR_FILE_NOT_FOUND},
+      {FileContent(content, 5, 11), "out.der", "wb", 0, 0x8007000E},
+      {ToSignStruct(), "out.der", "wb", 5, 0x8007000E},
+      {ToSignStruct(), "content.bin", "rb", 0, StatusToWin32(kStatusWriteError)},
+      {ToSignStruct(), "no/such/folder.der", "wb", 0xFFFFFFFF, 0},  // the file's own status
   };
-  const Case cases[] = {
-      {FileContent(gone, 0, 4), 0, ERROR_FILE_NOT_FOUND},
-      {FileContent(content, 5, 11), 0, 0x8007000E},
-      {ToSignStruct(), 5, 0x8007000E},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
     SignData message;
     message.dataInfo = c.data;
-    CTOOFile file(out.c_str(), "wb");
+    CTOOFile file(dir.Path(c.target).c_str(), c.mode);
     SetLastError(0);
     EXPECT_EQ(message.WriteObject(file, c.offset), 0u);
-    EXPECT_EQ(GetLastError(), c.code);
+    EXPECT_EQ(GetLastError(), c.code ? c.code : StatusToWin32(file.GetStatus()));
   }
-  SignData message;
-  CTOOFile readOnly(content.c_str(), "rb");
-  SetLastError(0);
-  EXPECT_EQ(message.WriteObject(readOnly, 0), 0u);
-  EXPECT_EQ(GetLastError(), StatusToWin32(kStatusWriteError));
   EXPECT_EQ(ReadBytes(content), Text("0123456789"));
-  CTOOFile broken(dir.Path("no/such/folder.der").c_str(), "wb");
-  ASSERT_TRUE(broken.IsError());
-  SetLastError(0);
-  EXPECT_EQ(message.WriteObject(broken, 0xFFFFFFFF), 0u);
-  EXPECT_EQ(GetLastError(), StatusToWin32(broken.GetStatus()));
 }
 
-TEST(SignDataDetach, MemoryContent) {
-  const Bytes content = Pattern(5000);
-  SignData message;
-  ASSERT_TRUE(message.AttachData(MemoryContent(content), nullptr));
-  SetLastError(5);
-  int error = -1;
-  EXPECT_EQ(DetachToMemory(message, nullptr, &error), content);
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(GetLastError(), 0u);  // success clears it explicitly
-  // What is left is a detached signature, and nothing more to detach.
-  EXPECT_EQ(Of(message.WriteObject(nullptr)), Of(SignData().WriteObject(nullptr)));
-  EXPECT_EQ(DetachToMemory(message), Bytes());
-
-  BYTE buffer[8] = {};
-  ASSERT_TRUE(message.AttachData(MemoryContent(Text("abc")), nullptr));
-  EXPECT_EQ(DetachToMemory(message, buffer), Text("abc"));
-
-  TempDir dir;
-  const std::string target = dir.Path("content.out");
-  ASSERT_TRUE(message.AttachData(MemoryContent(content), nullptr));
-  ToSignStruct out = FileTarget(target);
-  ASSERT_TRUE(message.DetachData(out, nullptr));
-  EXPECT_EQ(ReadBytes(target), content);
-  EXPECT_EQ(out.end, content.size());
-  ToSignStruct again = FileTarget(target);  // nothing left: an empty file
-  ASSERT_TRUE(message.DetachData(again, nullptr));
-  EXPECT_TRUE(ReadBytes(target).empty());
-}
-
-TEST(SignDataDetach, FileContentOnEveryPath) {
+// Content of memory, of a DER file and of segments (a 4096-octet one, an
+// empty one) into allocated memory, a buffer, a file, or the source file
+// itself (named by null, in another case, through a hard link or a longer
+// path: staged through the temporary folder).
+TEST(SignDataDetach, EveryPathAndTarget) {
   const std::vector<Bytes> segments = {Pattern(4096, 1), Pattern(1, 2), Pattern(3000, 3), {}, Pattern(10, 4)};
   Bytes joined;
   for (const Bytes& s : segments) joined = Cat({joined, s});
-  const Bytes plain = Pattern(9000);
-  for (const Bytes& content : {plain, joined}) {
-    const Bytes encoded = content == plain ? PlainMessage(content) : StreamedMessage(segments);
-    for (int target = 0; target < 3; ++target) {
-      SCOPED_TRACE(std::to_string(content.size()) + " to " + std::to_string(target));
-      FileMessage file(encoded);
-      std::vector<BYTE> buffer(content.size(), 0xFF);
-      if (target < 2) {
-        EXPECT_EQ(DetachToMemory(file.message, target ? buffer.data() : nullptr), content);
-      } else {
-        const std::string target = file.dir.Path("content.out");
-        ToSignStruct out = FileTarget(target);
-        ASSERT_TRUE(file.message.DetachData(out, nullptr));
-        EXPECT_EQ(ReadBytes(target), content);
-        EXPECT_EQ(out.end, content.size());
-      }
-      EXPECT_TRUE(IsZero(file.message.GetDataInfo()));
-      EXPECT_EQ(ReadBytes(file.path), file.bytes);  // the source stays as it was
-      EXPECT_LT(file.message.WriteObject(nullptr).size(), file.bytes.size() - content.size() + 1);
-    }
-  }
-}
-
-TEST(SignDataDetach, SegmentRangesByHand) {
-  TempDir dir;
-  const std::string path = dir.Path("segments.bin"), overrun = dir.Path("overrun.bin");
-  WriteBytes(path, Cat({Hex("00 00"), Tlv(0x04, Text("abc")), Tlv(0x04, Text("de")), Hex("00 00")}));
-  WriteBytes(overrun, Cat({Tlv(0x04, Text("0123456789")), Hex("00 00")}));
   const struct {
-    const std::string& file;
-    DWORD begin, end;
-    Bytes content;
-    DWORD code;
-  } cases[] = {
-      {path, 0, 2, {}, 0},
-      {path, 2, 13, Text("abcde"), 0},
-      {path, 2, 6, Text("failed"), kCorrupt},  // a segment running past the range
-      {overrun, 0, 6, Text("failed"), kCorrupt},
-  };
+    int source;  // 0 memory, 1 DER file, 2 segments
+    const char* target;
+  } cases[] = {{0, nullptr},       {0, "buffer"},     {0, "content.out"},     {0, ""},
+               {1, nullptr},       {1, "buffer"},     {1, "content.out"},     {1, ""},
+               {1, "MESSAGE.DER"}, {1, "link.der"},   {1, "sub/../link.der"}, {2, nullptr},
+               {2, "buffer"},      {2, "content.out"}};
   for (const auto& c : cases) {
-    SignData message;
-    message.dataInfo = FileContent(c.file, c.begin, c.end);
-    message.dataInfo.flags |= ToSignStruct::kChunkedFile;
-    BYTE buffer[16] = {};
-    int error = -1;
-    EXPECT_EQ(DetachToMemory(message, buffer, &error), c.content) << c.begin << "-" << c.end;
-    EXPECT_EQ(static_cast<DWORD>(error), c.code) << c.begin << "-" << c.end;
-  }
-}
-
-// Into the source file itself, named by null, in another case, through a
-// hard link or a longer path: staged through the temporary folder.
-TEST(SignDataDetach, IntoTheSourceFile) {
-  const Bytes content = Pattern(9000);
-  for (const char* name : {"", "MESSAGE.DER", "link.der", "sub/../link.der"}) {
-    SCOPED_TRACE(name);
-    FileMessage file(PlainMessage(content));
-    std::error_code error;
-    std::filesystem::create_hard_link(file.path, file.dir.Path("link.der"), error);
-    if (error) GTEST_SKIP() << "no hard links here: " << error.message();
-    std::filesystem::create_directories(file.dir.Path("sub"));
-    const std::string target = *name ? file.dir.Path(name) : "";
-    ToSignStruct out = FileTarget(target);
-    ASSERT_TRUE(file.message.DetachData(out, nullptr));
-    EXPECT_EQ(ReadBytes(*name ? target : file.path), content);
-    EXPECT_TRUE(IsZero(file.message.GetDataInfo()));
-  }
-  // Memory content into the file the message was read from.
-  FileMessage file(PlainMessage(Text("abc")));
-  ASSERT_TRUE(ReadMemory(file.message, file.bytes));
-  file.message.dataInfo = ToSignStruct();
-  ToSignStruct out = FileTarget("");
-  ASSERT_TRUE(file.message.DetachData(out, nullptr));
-  EXPECT_EQ(ReadBytes(file.path), Text("abc"));
-}
-
-// Sets the temporary folder's root for one scope.
-class TempRoot {
- public:
-  explicit TempRoot(const std::string& root) {
-    const std::string usual = std::filesystem::temp_directory_path().string();
-    for (const char* name : {"TMPDIR", "TMP", "TEMP"}) {
-      const char* old = std::getenv(name);
-      saved_.push_back(std::string(name) + "=" + (old && *old ? old : usual));
-      Put(std::string(name) + "=" + root);
+    SCOPED_TRACE(std::to_string(c.source) + (c.target ? c.target : "null"));
+    const Bytes content = c.source == 2 ? joined : Pattern(9000);
+    FileMessage file(c.source == 2 ? StreamedMessage(segments) : PlainMessage(content));
+    if (c.source == 0) {
+      ASSERT_TRUE(ReadMemory(file.message, file.bytes));
+      file.message.dataInfo = ToSignStruct();
     }
+    std::error_code failed;
+    std::filesystem::create_hard_link(file.path, file.dir.Path("link.der"), failed);
+    if (failed) GTEST_SKIP() << "no hard links here: " << failed.message();
+    std::filesystem::create_directories(file.dir.Path("sub"));
+    const bool toFile = c.target && std::string(c.target) != "buffer";
+    const std::string target = toFile && *c.target ? file.dir.Path(c.target) : "";
+    Bytes buffer(content.size(), 0xFF);
+    SetLastError(5);
+    int error = -1;
+    if (toFile) {
+      ToSignStruct out = FileTarget(target);
+      ASSERT_TRUE(file.message.DetachData(out, &error));
+      EXPECT_EQ(out.end, content.size());
+      EXPECT_EQ(ReadBytes(target.empty() ? file.path : target), content);
+    } else {
+      EXPECT_EQ(DetachToMemory(file.message, c.target ? buffer.data() : nullptr, &error), content);
+    }
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(GetLastError(), 0u);  // success clears it explicitly
+    EXPECT_TRUE(IsZero(file.message.GetDataInfo()));
+    if (!toFile || target == file.dir.Path("content.out")) {
+      EXPECT_EQ(ReadBytes(file.path), file.bytes);
+    }
+    // What is left is a detached signature, and nothing more to detach.
+    EXPECT_LE(file.message.WriteObject(nullptr).size(), file.bytes.size() - content.size());
+    EXPECT_EQ(DetachToMemory(file.message), Bytes());
   }
-  ~TempRoot() {
-    for (const std::string& entry : saved_) Put(entry);
-  }
-
- private:
-  static void Put(const std::string& entry) {  // putenv keeps the pointer
-    static std::list<std::string> kept;
-    kept.push_back(entry);
-    putenv(&kept.back()[0]);
-  }
-  std::vector<std::string> saved_;
-};
+}
 
 // Whatever fails before the final copy leaves the source file as it was.
 TEST(SignDataDetach, FailureNeverDestroysTheSource) {
   const Bytes content = Pattern(7000);
   FileMessage file(PlainMessage(content));
-  const ToSignStruct before = file.message.GetDataInfo();
-  {
-    const std::string blocker = file.dir.Path("blocker");  // no temporary folder below a file
-    WriteBytes(blocker, Text("x"));
-    TempRoot root(blocker);
-    ToSignStruct out = FileTarget("");
-    int error = 0;
-    EXPECT_FALSE(file.message.DetachData(out, &error));
-    EXPECT_NE(error, 0);
-  }
-  EXPECT_EQ(ReadBytes(file.path), file.bytes);
-  EXPECT_EQ(std::memcmp(&file.message.GetDataInfo(), &before, sizeof before), 0);
-  const std::string unreachable = file.dir.Path("missing/content.out");
+  const std::string unreachable = file.path + "/content.out";  // below a file
   ToSignStruct elsewhere = FileTarget(unreachable);
   EXPECT_FALSE(file.message.DetachData(elsewhere, nullptr));
   EXPECT_EQ(ReadBytes(file.path), file.bytes);
   EXPECT_EQ(DetachToMemory(file.message), content);  // still usable
-
   // A broken segment halfway: the staged copy is abandoned.
   FileMessage chunked(StreamedMessage({Pattern(5000), Pattern(5000)}));
   chunked.message.dataInfo.end = chunked.message.dataInfo.begin + 5004 + 3;
@@ -396,31 +306,32 @@ TEST(SignDataDetach, FailureNeverDestroysTheSource) {
   EXPECT_EQ(ReadBytes(chunked.path), chunked.bytes);
 
   TempDir dir;
-  const std::string path = dir.Path("content.bin"), gone = dir.Path("gone.bin");
-  WriteBytes(path, Text("0123456789"));
+  const std::string path = dir.Path("content.bin"), gone = dir.Path("gone.bin"), outBin = dir.Path("out.bin");
+  WriteBytes(path, Cat({Hex("00 00"), Tlv(0x04, Text("abc")), Tlv(0x04, Text("de")), Hex("00 00")}));
+  ToSignStruct chunks = FileContent(path, 2, 6);  // a segment running past the range
+  chunks.flags |= ToSignStruct::kChunkedFile;
   const struct {
     ToSignStruct content;
     std::string target;
     DWORD code;
   } failures[] = {{FileContent(gone, 0, 4), "", ERROR_FILE_NOT_FOUND},
-                  {FileContent(path, 2, 40), dir.Path("out.bin"), 0x80092003u}};
+                  {FileContent(path, 2, 40), outBin, 0x80092003u},
+                  {chunks, "", kCorrupt},
+                  {ToSignStruct(), "no name", ERROR_BAD_ARGUMENTS}};
   for (const auto& f : failures) {
-    SignData message;
-    message.dataInfo = f.content;
-    ToSignStruct target = f.target.empty() ? ToSignStruct() : FileTarget(f.target);
-    int error = -1;
-    SetLastError(0);
-    EXPECT_FALSE(message.DetachData(target, &error));
-    EXPECT_EQ(static_cast<DWORD>(error), f.code);
-    EXPECT_EQ(GetLastError(), f.code);
+    SCOPED_TRACE(&f - failures);
+    ExpectFails(
+        [&](int* error) {
+          SignData message;
+          message.dataInfo = f.content;
+          if (!f.content.flags) message.encapContentInfo.data = Obj(Text("x"));
+          static const std::string unnamed;
+          ToSignStruct target =
+              f.target.empty() ? ToSignStruct() : FileTarget(f.target == "no name" ? unnamed : f.target);
+          return message.DetachData(target, error);
+        },
+        f.code);
   }
-  EXPECT_EQ(ReadBytes(path), Text("0123456789"));
-  SignData noName;
-  noName.encapContentInfo.data = Obj(Text("x"));
-  ToSignStruct unnamed = FileTarget("");
-  int error = -1;
-  EXPECT_FALSE(noName.DetachData(unnamed, &error));
-  EXPECT_EQ(error, static_cast<int>(ERROR_BAD_ARGUMENTS));
 }
 
 }  // namespace

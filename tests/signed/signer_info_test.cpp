@@ -1,15 +1,11 @@
-// MessageSignerInfo: reading every field, the code of each malformed field,
-// the signing time, writing back byte for byte, and the comparisons.
+// MessageSignerInfo: reading every field, the code of malformed fields, the
+// signing time, writing back byte for byte, and the comparisons.
 #include <gtest/gtest.h>
 
 #include "signed/signed_fixtures.h"
 
 namespace cmskit::signtest {
 namespace {
-
-DWORD Read(MessageSignerInfo& info, const Bytes& input, int* error = nullptr) {
-  return info.ReadData(input.data(), static_cast<DWORD>(input.size()), error);
-}
 
 MessageSignerInfo ReadInfo(const Bytes& input) {
   MessageSignerInfo info;
@@ -19,16 +15,10 @@ MessageSignerInfo ReadInfo(const Bytes& input) {
   return info;
 }
 
-Bytes Write(MessageSignerInfo& info) {
-  int error = -1;
-  const Bytes out = Of(info.WriteData(&error));
-  EXPECT_EQ(error, 0);
-  return out;
-}
-
-const Bytes kSig = Hex("04 01 01");
-Bytes Signer(const Bytes& sid, const Bytes& more = {}) {
-  return El(0x30, sid, Sha256(), Rsa(), Hex("04 01 55"), more);
+const Bytes kSig = Hex("04 01 01"), kKeyId = Hex("02 01 03 80 04 DE AD BE EF");
+Bytes Signer(const Bytes& sid) { return El(0x30, sid, Sha256(), Rsa(), Hex("04 01 55")); }
+Bytes WithAttrs(const Bytes& signedAttrs) {
+  return El(0x30, Version(1), Sid(), Sha256(), signedAttrs, Rsa(), kSig);
 }
 
 TEST(SignerInfoRead, DecodesEveryField) {
@@ -39,19 +29,15 @@ TEST(SignerInfoRead, DecodesEveryField) {
   EXPECT_EQ(Read(info, input, &error), input.size() - 2);  // stops at the element's end
   EXPECT_EQ(error, 0);
   EXPECT_EQ(GetLastError(), 99u);
-  EXPECT_EQ(info.version, 1u);
   EXPECT_EQ(Of(info.issuer), IssuerName());
   EXPECT_EQ(Of(info.serialNumber), Hex("00 01"));  // 0x0100, least significant first
   EXPECT_TRUE(info.digestAlgorithm.id == CTOOString("2.16.840.1.101.3.4.2.1"));
   EXPECT_TRUE(info.signatureAlgorithm.id == CTOOString("1.2.840.113549.1.1.1"));
   EXPECT_EQ(Of(info.signature), Hex("04 03 02 01"));  // reversed in memory only
   EXPECT_EQ(info.signedAttrs.size(), 3u);
-  EXPECT_EQ(info.unsignedAttrs.size(), 1u);
   EXPECT_EQ(info.unsignedAttrs.tag, 1u);
-
-  for (const Bytes& sid : {Hex("02 01 03 80 04 DE AD BE EF"), Hex("02 01 03 A0 06 04 04 DE AD BE EF")}) {
+  for (const Bytes& sid : {kKeyId, Hex("02 01 03 A0 06 04 04 DE AD BE EF")}) {
     const MessageSignerInfo byKey = ReadInfo(Signer(sid));
-    EXPECT_EQ(byKey.version, 3u);
     EXPECT_EQ(Of(byKey.subjectKeyIdentifier), Hex("DE AD BE EF"));
     EXPECT_TRUE(byKey.issuer.IsEmpty());
   }
@@ -62,146 +48,72 @@ TEST(SignerInfoRead, DecodesEveryField) {
 TEST(SignerInfoRead, FaultCodes) {
   const Bytes v1 = Version(1);
   const struct {
-    const char* name;
     Bytes input;
     DWORD code;
   } cases[] = {
-      {"no children", Hex("30 00"), kCorrupt},
-      {"primitive outer", Hex("04 02 01 01"), kBadTag},
-      {"empty", Bytes{}, kCorrupt},
-      {"version not INTEGER", El(0x30, Hex("04 01 01"), Sid()), kBadTag},
-      {"version of five octets", El(0x30, Hex("02 05 01 02 03 04 05"), Sid()), kCorrupt},
-      {"only version", El(0x30, v1), kCorrupt},
-      {"sid a SET", El(0x30, v1, El(0x31, IssuerName(), Hex("02 01 01"))), kCorrupt},
-      {"sid of three", El(0x30, v1, El(0x30, IssuerName(), Hex("02 01 01 02 01 01"))), kCorrupt},
-      {"sid of one", El(0x30, v1, El(0x30, IssuerName())), kCorrupt},
-      {"no digest algorithm", El(0x30, v1, Sid()), kCorrupt},
-      {"digest algorithm a SET", El(0x30, v1, Sid(), Hex("31 02 05 00"), Rsa(), kSig), kCorrupt},
-      {"nothing after digest", El(0x30, v1, Sid(), Sha256()), kCorrupt},
-      {"signedAttrs [2]", El(0x30, v1, Sid(), Sha256(), El(0xA2, ContentTypeAttr()), Rsa(), kSig), kCorrupt},
-      {"nothing after signedAttrs", El(0x30, v1, Sid(), Sha256(), El(0xA0, ContentTypeAttr())), kCorrupt},
-      {"bad signed attribute", El(0x30, v1, Sid(), Sha256(), El(0xA0, El(0x31, OidData())), Rsa(), kSig),
-       kCorrupt},
-      {"no signature", El(0x30, v1, Sid(), Sha256(), Rsa()), kCorrupt},
-      {"empty signature", El(0x30, v1, Sid(), Sha256(), Rsa(), Hex("04 00")), kCorrupt},
-      {"unsignedAttrs [2]", El(0x30, v1, Sid(), Sha256(), Rsa(), kSig, El(0xA2, ContentTypeAttr())), kBadTag},
-      {"unsignedAttrs [0]", El(0x30, v1, Sid(), Sha256(), Rsa(), kSig, El(0xA0, ContentTypeAttr())), kBadTag},
-      {"4 GiB length", Hex("30 84 FF FF FF FF 02 01 01"), kCorrupt},
+      {Hex("30 00"), kCorrupt},
+      {Hex("04 02 01 01"), kBadTag},
+      {WithAttrs(El(0xA2, ContentTypeAttr())), kCorrupt},
+      {El(0x30, v1, Sid(), Sha256(), Rsa(), Hex("04 00")), kCorrupt},
+      {El(0x30, v1, Sid(), Sha256(), Rsa(), kSig, El(0xA2, ContentTypeAttr())), kBadTag},
+      {Hex("30 84 FF FF FF FF 02 01 01"), kCorrupt},
+      {Hex("30 89 01 01 01 01 01 01 01 01 01"), kCorrupt},
+      {Hex("30 08 02 84 7F FF FF FF 01 01"), kCorrupt},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    MessageSignerInfo info;
-    SetLastError(0);
-    int error = 0;
-    EXPECT_EQ(Read(info, c.input, &error), 0u);
-    EXPECT_EQ(static_cast<DWORD>(error), c.code);
-    EXPECT_EQ(GetLastError(), c.code);
-    SetLastError(0);
-    EXPECT_EQ(Read(info, c.input), 0u);
-    EXPECT_EQ(GetLastError(), c.code);
-  }
-}
-
-TEST(SignerInfoRead, HostileInput) {
-  const Bytes input = SampleSignerInfo(El(0xA1, ContentTypeAttr()));
-  for (size_t at = 0; at < input.size(); ++at) {
-    MessageSignerInfo cut;
-    int error = 0;
-    EXPECT_EQ(Read(cut, Bytes(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(at)), &error), 0u);
-    EXPECT_NE(error, 0) << at;
-    for (BYTE flip : {0x01, 0x80, 0xFF}) {
-      Bytes bad = input;
-      bad[at] ^= flip;
-      MessageSignerInfo info;
-      error = 0;
-      const DWORD size = Read(info, bad, &error);
-      EXPECT_EQ(error == 0, size != 0) << at;
-      EXPECT_LE(size, bad.size());
-    }
-  }
-  for (const Bytes& huge : {Hex("30 80 02 01 01"), Hex("30 89 01 01 01 01 01 01 01 01 01"),
-                            Hex("30 08 02 84 7F FF FF FF 01 01")}) {
-    MessageSignerInfo info;
-    int error = 0;
-    EXPECT_EQ(Read(info, huge, &error), 0u);
-    EXPECT_NE(error, 0);
+    SCOPED_TRACE(&c - cases);
+    ExpectFails(
+        [&](int* error) {
+          MessageSignerInfo info;
+          return Read(info, c.input, error);
+        },
+        c.code);
   }
 }
 
 TEST(SignerInfoRead, SigningTime) {
-  auto time = [](const Bytes& value) { return El(0x30, OidSigningTime(), El(0x31, value)); };
+  auto time = [](const Bytes& value) { return El(0xA0, El(0x30, OidSigningTime(), El(0x31, value))); };
   const struct {
-    const char* name;
     Bytes signedAttrs;
     DWORD code;
     uint64_t ticks;
   } cases[] = {
-      {"UTCTime", El(0xA0, ContentTypeAttr(), time(Tlv(0x17, Text("250102030405Z")))), 0,
+      {El(0xA0, ContentTypeAttr(), SigningTimeAttr("250102030405Z")), 0, Ticks(2025, 1, 2, 3, 4, 5)},
+      {time(Tlv(0x17, Text("4912312359Z"))), 0, Ticks(2049, 12, 31, 23, 59, 0)},
+      {time(Tlv(0x17, Text("500101000000Z"))), 0, Ticks(1950, 1, 1, 0, 0, 0)},
+      {time(Tlv(0x18, Text("20500101000000Z"))), 0, Ticks(2050, 1, 1, 0, 0, 0)},
+      {El(0xA0, SigningTimeAttr("250102030405Z"), SigningTimeAttr("500101000000Z")), 0,
        Ticks(2025, 1, 2, 3, 4, 5)},
-      {"UTCTime 2049", El(0xA0, time(Tlv(0x17, Text("4912312359Z")))), 0, Ticks(2049, 12, 31, 23, 59, 0)},
-      {"UTCTime 1950", El(0xA0, time(Tlv(0x17, Text("500101000000Z")))), 0, Ticks(1950, 1, 1, 0, 0, 0)},
-      {"GeneralizedTime", El(0xA0, time(Tlv(0x18, Text("20500101000000Z")))), 0, Ticks(2050, 1, 1, 0, 0, 0)},
-      {"first wins", El(0xA0, SigningTimeAttr("250102030405Z"), SigningTimeAttr("500101000000Z")), 0,
-       Ticks(2025, 1, 2, 3, 4, 5)},
-      {"no signed attributes", Bytes{}, kNotFound, 0},
-      {"no signing time", El(0xA0, ContentTypeAttr(), DigestAttr()), kNotFound, 0},
-      {"no value", El(0xA0, El(0x30, OidSigningTime(), Hex("31 00"))), kCorrupt, 0},
-      {"not a time", El(0xA0, time(Hex("02 01 05"))), kCorrupt, 0},
-      {"bad text", El(0xA0, time(Tlv(0x17, Text("25x102030405Z")))), kCorrupt, 0},
-      // Two values are kept as one SEQUENCE entry, which is no time.
-      {"two values",
-       El(0xA0, time(El(0x30, Tlv(0x17, Text("250102030405Z")), Tlv(0x17, Text("250102030405Z"))))), kCorrupt,
-       0},
+      {El(0xA0, ContentTypeAttr(), DigestAttr()), kNotFound, 0},
+      {time(Hex("02 01 05")), kCorrupt, 0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    MessageSignerInfo info = ReadInfo(El(0x30, Version(1), Sid(), Sha256(), c.signedAttrs, Rsa(), kSig));
+    SCOPED_TRACE(&c - cases);
+    MessageSignerInfo info = ReadInfo(WithAttrs(c.signedAttrs));
     SetLastError(0);
     int error = -1;
     EXPECT_EQ(Ticks(info.GetSigningData(&error)), c.ticks);
     EXPECT_EQ(static_cast<DWORD>(error), c.code);
-    if (c.code) {
-      EXPECT_EQ(GetLastError(), c.code);
-    }
+    EXPECT_EQ(GetLastError(), c.code);
   }
 }
 
 TEST(SignerInfoWrite, ByteForByte) {
-  const Bytes keyId = Hex("02 01 03 80 04 DE AD BE EF");
-  const Bytes inputs[] = {
-      SampleSignerInfo(),
-      SampleSignerInfo(El(0xA1, LongFormAttr())),
-      Signer(keyId),
-      // Signed attributes not in DER order stay as received.
-      El(0x30, Version(1), Sid(), Sha256(), El(0xA0, DigestAttr(), ContentTypeAttr()), Rsa(),
-         Hex("04 03 0A 0B 0C")),
-  };
-  for (const Bytes& input : inputs) {
-    MessageSignerInfo info = ReadInfo(input);
-    EXPECT_EQ(Write(info), input);
-  }
   const struct {
     Bytes input, output;
-  } changed[] = {
-      // Absent parameters come back as NULL.
+  } cases[] = {
+      // Long-form attribute lengths and signed attributes out of DER order stay as received.
+      {SampleSignerInfo(El(0xA1, LongFormAttr())), SampleSignerInfo(El(0xA1, LongFormAttr()))},
+      {WithAttrs(El(0xA0, DigestAttr(), ContentTypeAttr())),
+       WithAttrs(El(0xA0, DigestAttr(), ContentTypeAttr()))},
+      // Absent parameters come back as NULL; the version follows the sid.
       {El(0x30, Hex("02 01 03 80 01 07"), Hex("30 0B 06 09 60 86 48 01 65 03 04 02 01"), Rsa(),
           Hex("04 01 55")),
        Signer(Hex("02 01 03 80 01 07"))},
-      // The version follows the sid.
       {Signer(Hex("02 01 01 80 01 07")), Signer(Hex("02 01 03 80 01 07"))},
       {Signer(Cat({Version(3), Sid()})), Signer(Cat({Version(1), Sid()}))},
   };
-  for (const auto& c : changed) {
-    MessageSignerInfo info = ReadInfo(c.input);
-    EXPECT_EQ(Write(info), c.output);
-  }
-}
-
-TEST(SignerInfoWrite, FromFields) {
-  MessageSignerInfo info = ReadInfo(SampleSignerInfo());
-  info.signature = Obj(Hex("01 02 03 04 05"));
-  EXPECT_LT(Find(Write(info), Hex("04 05 05 04 03 02 01")), Write(info).size());
-
+  for (const auto& c : cases) EXPECT_EQ(Write(ReadInfo(c.input)), c.output);
   MessageSignerInfo built;
   built.issuer = Obj(IssuerName());
   built.serialNumber = Obj(Hex("80 00"));  // 0x0080 needs a leading zero octet
@@ -210,22 +122,9 @@ TEST(SignerInfoWrite, FromFields) {
   built.signature = Obj(Hex("02 01"));
   EXPECT_EQ(Write(built), El(0x30, Version(1), El(0x30, IssuerName(), Hex("02 02 00 80")), Sha256(), Rsa(),
                              Hex("04 02 01 02")));
-  built.issuer.Clear();  // written as it stands
-  built.serialNumber = Obj(Hex("01"));
-  built.signature = Obj(Hex("01"));
-  EXPECT_EQ(Write(built), El(0x30, Version(1), Hex("30 03 02 01 01"), Sha256(), Rsa(), Hex("04 01 01")));
-
-  // Whatever tags the lists carry, they are written as [0] and [1].
-  MessageSignerInfo swapped = ReadInfo(SampleSignerInfo(El(0xA1, ContentTypeAttr())));
-  std::swap(swapped.signedAttrs, swapped.unsignedAttrs);
-  swapped.signedAttrs.universalClass = true;
-  MessageSignerInfo again = ReadInfo(Write(swapped));
-  EXPECT_EQ(again.signedAttrs.size(), 1u);
-  EXPECT_EQ(again.unsignedAttrs.size(), 3u);
-  EXPECT_EQ(swapped.unsignedAttrs.tag, 1u);
 }
 
-// Six members of one octet each, so raising them all makes a greater object.
+// Seven members of one octet each, so raising them all makes a greater object.
 MessageSignerInfo Ordered(BYTE n) {
   MessageSignerInfo info;
   info.version = n;
@@ -238,24 +137,14 @@ MessageSignerInfo Ordered(BYTE n) {
 
 TEST(SignerInfoOrder, Comparisons) {
   const MessageSignerInfo a = Ordered(1), b = Ordered(2);
-  MessageSignerInfo same = Ordered(1);  // equality ignores the other members
-  same.uniqueID.SetData(Hex("01 02").data(), 2);
-  same.subjectKeyIdentifier = Obj(Hex("03"));
-  same.signedAttrs.push_back(OneAttributesSet());
-  EXPECT_TRUE(a == same && !(a != same));
-  for (IdentObj MessageSignerInfo::*field : {&MessageSignerInfo::signature, &MessageSignerInfo::issuer}) {
-    MessageSignerInfo other = Ordered(1);
-    (other.*field).Clear();
-    EXPECT_TRUE(a != other);
-  }
-  EXPECT_TRUE(a < b && !(b < a));
-  MessageSignerInfo mixed = Ordered(2);  // one member not less: neither is less
-  mixed.serialNumber = Obj(Bytes{1});
+  MessageSignerInfo same = Ordered(1), other = Ordered(1), mixed = Ordered(2), longer = Ordered(9);
+  same.subjectKeyIdentifier = Obj(Hex("03"));  // equality ignores the other members
+  other.signature.Clear();
+  EXPECT_TRUE(a == same && !(a != same) && a != other && a < b && !(b < a));
+  mixed.serialNumber = Obj(Bytes{1});  // one member not less: neither is less
   EXPECT_FALSE(a < mixed || mixed < a);
   EXPECT_TRUE(a > mixed && mixed > a);  // greater is the negation of less
-  EXPECT_TRUE(a > a && b > a && !(a > b));
-  MessageSignerInfo longer = Ordered(9);  // lengths first, version unsigned
-  longer.version = 0x80000000u;
+  longer.version = 0x80000000u;         // lengths first, version unsigned
   longer.signature = Obj(Hex("00 00"));
   EXPECT_TRUE(a < longer);
 
@@ -266,10 +155,8 @@ TEST(SignerInfoOrder, Comparisons) {
   y.encoded = Obj(Hex("02"));
   EXPECT_TRUE(x < y && !(y < x) && y > x && !(x > y));
   WholeSignature copy = x;
-  EXPECT_TRUE(x == copy && !(x > copy));
   copy.encoded = Obj(Hex("01 00"));
-  EXPECT_TRUE(x != copy && copy > x && !(x < copy));
-  EXPECT_FALSE(WholeSignature() > WholeSignature());
+  EXPECT_TRUE(x != copy && copy > x && !(x < copy) && x == x);
   x.info.uniqueID.SetData(Hex("0A 0B").data(), 2);
   x.info.uniqueID.cUnusedBits = 3;
   const CTOOCryptBitBlob id = x.GetSignerUniqueID();
