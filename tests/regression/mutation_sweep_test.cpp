@@ -20,19 +20,19 @@ enum class Family { Signed, Enveloped };
 
 // Attached, detached, two signers, key identifier, streamed BER (two kinds),
 // and enveloped DER and BER from several makers; paths under the test data.
-const char* const kSamples[] = {"/../../fuzz/corpus/sign_data/openssl_attached.der",
-                                "/../../fuzz/corpus/sign_data/openssl_detached.der",
-                                "/../../fuzz/corpus/sign_data/openssl_two_signers.der",
-                                "/../../fuzz/corpus/sign_data/openssl_keyid.der",
-                                "/../../fuzz/corpus/sign_data/openssl_stream.der",
+const char* const kSamples[] = {"/sweep/signed_openssl_attached.der",
+                                "/sweep/signed_openssl_detached.der",
+                                "/sweep/signed_openssl_two_signers.der",
+                                "/sweep/signed_openssl_keyid.der",
+                                "/sweep/signed_openssl_stream.der",
                                 "/signed/rfc4134/4.5.bin",
                                 "/signed/tk26/Signed_256.der",
                                 "/enveloped/EnvelopedKTRI_512.der",
                                 "/enveloped/rfc4134_5.1.bin",
                                 "/enveloped/rfc4490_9.2_enveloped_keyagree.der",
                                 "/decrypt/aes128.der",
-                                "/../../fuzz/corpus/enveloped_data/openssl_stream.der",
-                                "/../../fuzz/corpus/enveloped_data/crafted_indefinite.der"};
+                                "/sweep/enveloped_openssl_stream.der",
+                                "/sweep/enveloped_crafted_indefinite.der"};
 
 // Truncations per message (in memory: all of them here), flips, rewritten
 // headers, and file variants per message and form.
