@@ -131,7 +131,9 @@ int ElementExtent(const ASNTElementInfo& info, const BYTE* data, DWORD size, DWO
   if (info.length != kASNTIndefinite) {
     // A primitive element with the indefinite marker was measured up to its
     // two closing zero octets, which it still occupies.
-    const bool closedByZeros = !info.constructed && headerLength > 0 && data[headerLength - 1] == 0x80;
+    // (A long-form length whose last octet is 0x80, as in 04 81 80, is not
+    // that marker.)
+    const bool closedByZeros = ASNTIsIndefinitePrimitive(info, data);
     const uint64_t extent = static_cast<uint64_t>(info.length) + (closedByZeros ? 2 : 0);
     if (extent > room) return kStatusCorrupt;
     total = static_cast<DWORD>(headerLength + extent);

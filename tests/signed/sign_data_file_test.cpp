@@ -172,11 +172,13 @@ TEST(SignDataRead, FileAndTree) {
   }
 }
 
-// File content is streamed in 4096-octet blocks; both writers agree.
+// File content is streamed in 4096-octet blocks; both writers agree, and what
+// they wrote reads back. Lengths whose last octet is 0x80 (81 80, 82 03 80)
+// must not pass for the indefinite-length marker.
 TEST(SignDataFile, WritesFileContent) {
   TempDir dir;
   const std::string content = dir.Path("content.bin"), out = dir.Path("out.der");
-  for (size_t size : {1, 4095, 4096, 4097, 12289}) {
+  for (size_t size : {1, 128, 896, 4095, 4096, 4097, 12289}) {
     SCOPED_TRACE(size);
     WriteBytes(content, Pattern(size, static_cast<unsigned>(size)));
     SignData message;
@@ -186,6 +188,9 @@ TEST(SignDataFile, WritesFileContent) {
     EXPECT_EQ(WriteToFile(message, out), inMemory.size());
     EXPECT_EQ(ReadBytes(out), inMemory);
     EXPECT_LT(Find(inMemory, Pattern(size, static_cast<unsigned>(size))), inMemory.size());
+    SignData again;
+    ASSERT_TRUE(ReadMemory(again, inMemory));
+    EXPECT_EQ(Of(again.encapContentInfo.data), Pattern(size, static_cast<unsigned>(size)));
   }
   WriteBytes(content, Text("0123456789"));
   SignData ranged;
