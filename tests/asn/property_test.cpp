@@ -1,7 +1,4 @@
-// Generated element trees: read, decoded and encoded again they give the same
-// DER, from DER and from the same tree with indefinite lengths. Hostile input:
-// lengths that overflow 32 bits, cut and mutated trees fed to every reader
-// over a heap copy of exactly their size, so the sanitizers see any overread.
+// Generated element trees.
 #include <cstring>
 #include <memory>
 
@@ -12,8 +9,7 @@
 namespace cmskit::test {
 namespace {
 
-// DER again from a tree that was read: values decoded and re-encoded,
-// constructed elements rebuilt from their children.
+// DER again from a tree that was read: values decoded and re-encoded, constructed elements rebuilt.
 IdentObj Rebuild(CASNTUnit& unit) {
   const ASNTElementInfo info{unit.GetTagClass(),
                              static_cast<uint8_t>(unit.IsConstructed() ? kASNTConstructed : 0),
@@ -102,8 +98,7 @@ TEST(Hostile, Vectors) {
       {"3F 81 81", kStatusBadTag, kStatusBadTag},
       {"30 80 30 80 30 80 02 01 05", kStatusCorrupt, kStatusCorrupt},
       {"30 80 02 01 05 00", kStatusCorrupt, kStatusBadTag},
-      {"30 80 04 80 41 42", kStatusCorrupt, kStatusBadTag},
-  };
+      {"30 80 04 80 41 42", kStatusCorrupt, kStatusBadTag}};
   for (const auto& c : kCases) {
     const Bytes bytes = Hex(c.bytes);
     std::list<IdentObj> out;

@@ -1,6 +1,4 @@
-// Certificate contexts: the CERT_INFO fields of a published certificate,
-// serial numbers least significant byte first, hostile encodings, context
-// references, and the key-provider property with the size-query protocol.
+// Certificate contexts.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -85,13 +83,13 @@ TEST(CertificateTest, HostileEncodingsAreRefused) {
     BYTE value;
     DWORD error;
   } kCases[] = {
-      {0, 0x31, CRYPT_E_ASN1_BADTAG},    // outer tag
-      {3, 0xFF, CRYPT_E_ASN1_EOD},       // outer length beyond the bytes
-      {13, 0x04, CRYPT_E_ASN1_BADTAG},   // serial number tag
-      {68, 0x04, CRYPT_E_ASN1_BADTAG},   // not a UTCTime
-      {70, 'x', CRYPT_E_ASN1_CORRUPT},   // month digit
-      {1, 0x85, CRYPT_E_ASN1_CORRUPT},   // five-octet length
-      {44, 0x1F, CRYPT_E_ASN1_CORRUPT},  // high tag number in the parameters
+      {0, 0x31, CRYPT_E_ASN1_BADTAG},   // outer tag
+      {3, 0xFF, CRYPT_E_ASN1_EOD},      // outer length beyond the bytes
+      {13, 0x04, CRYPT_E_ASN1_BADTAG},  // serial number tag
+      {68, 0x04, CRYPT_E_ASN1_BADTAG},  // not a UTCTime
+      {70, 'x', CRYPT_E_ASN1_CORRUPT},  // month digit
+      {1, 0x85, CRYPT_E_ASN1_CORRUPT},  // five-octet length
+      {44, 0x1F, CRYPT_E_ASN1_CORRUPT}  // high tag number in the parameters
   };
   for (const auto& item : kCases) {
     Bytes broken = bob;

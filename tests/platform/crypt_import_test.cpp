@@ -1,6 +1,4 @@
-// Key import through the installed "CryptMsgDllImportEncryptKey" functions:
-// RSA recipients (PKCS #1 v1.5) and GOST recipients (GostR3410-KeyTransport
-// through the gost engine) on published messages; then content decryption.
+// Key import through the installed "CryptMsgDllImportEncryptKey" functions.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -40,12 +38,10 @@ TEST(CryptImportTest, PublishedRsaMessagesAndImportErrors) {
     DWORD keySpec;
     const char* oid;
     DWORD error;
-  } kCases[] = {
-      {bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
-      {keyless.handle, AT_KEYEXCHANGE, nullptr, NTE_NO_KEY},
-      {bob.handle, 7, nullptr, NTE_NO_KEY},
-      {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER},
-  };
+  } kCases[] = {{bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
+                {keyless.handle, AT_KEYEXCHANGE, nullptr, NTE_NO_KEY},
+                {bob.handle, 7, nullptr, NTE_NO_KEY},
+                {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER}};
   for (const auto& c : kCases) {
     HCRYPTKEY key = 0;
     EXPECT_EQ(c.error, ImportEnvelopeKey(c.prov, envelope, &key, c.keySpec, c.oid)) << c.error;

@@ -1,17 +1,8 @@
-// Session keys against OpenSSL's own command line: ciphertexts from
-// `openssl enc` decrypt in one call and streamed, padding and handle errors
-// give the Windows codes, and parameters follow the size-query protocol.
+// Session keys against OpenSSL's own command line.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
 namespace {
-
-Bytes PlainTextBlob(ALG_ID algId, const Bytes& key) {
-  const BLOBHEADER header = {PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algId};
-  const DWORD size = Size(key);
-  return Cat({Bytes(reinterpret_cast<const BYTE*>(&header), reinterpret_cast<const BYTE*>(&header + 1)),
-              Bytes(reinterpret_cast<const BYTE*>(&size), reinterpret_cast<const BYTE*>(&size + 1)), key});
-}
 
 class KeysTest : public ::testing::Test {
  protected:
@@ -32,13 +23,11 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
     ALG_ID algId;
     const char* encOptions;
     size_t keyBytes, ivBytes;
-  } kCiphers[] = {
-      {CALG_AES_128, "-aes-128-cbc", 16, 16},
-      {CALG_AES_192, "-aes-192-cbc", 24, 16},
-      {CALG_AES_256, "-aes-256-cbc", 32, 16},
-      {CALG_3DES, "-des-ede3-cbc", 24, 8},
-      {CALG_RC2, "-rc2-cbc -provider legacy -provider default", 16, 8},
-  };
+  } kCiphers[] = {{CALG_AES_128, "-aes-128-cbc", 16, 16},
+                  {CALG_AES_192, "-aes-192-cbc", 24, 16},
+                  {CALG_AES_256, "-aes-256-cbc", 32, 16},
+                  {CALG_3DES, "-des-ede3-cbc", 24, 8},
+                  {CALG_RC2, "-rc2-cbc -provider legacy -provider default", 16, 8}};
   for (const auto& cipher : kCiphers) {
     const Bytes key = Pattern(cipher.keyBytes, 1), iv = Pattern(cipher.ivBytes, 2);
     for (size_t size : {0, 1, 4095, 10000}) {
@@ -141,7 +130,7 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
 }
 
 TEST_F(KeysTest, PlainTextBlobsAreChecked) {
-  const Bytes blob = PlainTextBlob(CALG_AES_128, Pattern(16, 15));
+  const Bytes blob = PlainKeyBlob(CALG_AES_128, Pattern(16, 15));
   const struct {
     size_t offset;
     BYTE value;

@@ -1,6 +1,4 @@
-// Shared pieces of the crypto provider tests: the openssl command line and a
-// small reader of EnvelopedData for the messages OpenSSL writes; handles,
-// files and key parameters come from the enveloped helpers.
+// Shared pieces of the crypto provider tests.
 #ifndef CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
 #define CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
 

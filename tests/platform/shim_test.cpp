@@ -1,6 +1,4 @@
-// The Windows names the tools library relies on, on every platform: files,
-// folders and the runtime library's names; calendar arithmetic and the
-// per-thread last error, checked against the values Windows itself gives.
+// The Windows names the tools library relies on, on every platform.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -143,7 +141,7 @@ TEST(ShimCalendar, KnownInstantsBothWays) {
       {{2000, 2, 29, 0, 0, 0, 0}, 125962560000000000ULL, 2},  // 2000 is one
       {{2024, 2, 29, 12, 34, 56, 789}, 133536836967890000ULL, 4},
       {{9999, 12, 31, 23, 59, 59, 999}, 2650467743999990000ULL, 5},
-      {{30828, 9, 14, 2, 48, 5, 477}, 0x7FFFFFFFFFFFFFFFULL, 4},  // the last FILETIME
+      {{30828, 9, 14, 2, 48, 5, 477}, 0x7FFFFFFFFFFFFFFFULL, 4}  // the last FILETIME
   };
   for (const auto& k : known) {
     SYSTEMTIME st;
@@ -176,11 +174,10 @@ TEST(ShimCalendar, MonthEndsAdvanceToTheNextMonth) {
 }
 
 TEST(ShimCalendar, RefusesWhatWindowsRefuses) {
-  const Fields refused[] = {
-      {2024, 13, 1, 0, 0, 0, 0},   {2024, 0, 1, 0, 0, 0, 0},        {2024, 1, 0, 0, 0, 0, 0},
-      {2024, 1, 1, 24, 0, 0, 0},   {2024, 1, 1, 0, 60, 0, 0},       {2024, 1, 1, 0, 0, 60, 0},
-      {2024, 1, 1, 0, 0, 0, 1000}, {1600, 12, 31, 23, 59, 59, 999},
-  };
+  const Fields refused[] = {{2024, 13, 1, 0, 0, 0, 0},   {2024, 0, 1, 0, 0, 0, 0},
+                            {2024, 1, 0, 0, 0, 0, 0},    {2024, 1, 1, 24, 0, 0, 0},
+                            {2024, 1, 1, 0, 60, 0, 0},   {2024, 1, 1, 0, 0, 60, 0},
+                            {2024, 1, 1, 0, 0, 0, 1000}, {1600, 12, 31, 23, 59, 59, 999}};
   for (const Fields& f : refused) {
     SetLastError(0);
     uint64_t ticks = 0;
