@@ -46,6 +46,25 @@ TEST(CryptImportTest, PublishedRsaMessagesAndImportErrors) {
     EXPECT_EQ(c.error, ImportEnvelopeKey(c.prov, envelope, &key, c.keySpec, c.oid)) << c.error;
     EXPECT_EQ(0u, key);
   }
+  // RC2 parameters: none, the bare IV, the version forms (40, 64, 128 and 300 bits); the rest are bad data.
+  envelope.contentOid = "1.2.840.113549.3.2";
+  const char* kRc2[] = {"05 00",
+                        "04 08 0001020304050607",
+                        "30 06 02 02 00 A0 04 00",
+                        "30 05 02 01 78 04 00",
+                        "30 05 02 01 3A 04 00",
+                        "30 06 02 02 01 2C 04 00",
+                        "30 05 02 01 07 04 00",
+                        "31 00",
+                        "04"};
+  for (size_t i = 0; i < 9; ++i) {
+    envelope.contentParams = Hex(kRc2[i]);
+    KeyHandle key;
+    EXPECT_EQ(i < 6 ? 0u : static_cast<DWORD>(NTE_BAD_DATA),
+              ImportEnvelopeKey(bob.handle, envelope, &key.handle))
+        << kRc2[i];
+  }
+  envelope = ParseEnvelope(ReadData("5.1.bin"));
   envelope.encryptedKey[10] ^= 0x40;  // a damaged wrapping does not unwrap
   KeyHandle key;
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), ImportEnvelopeKey(bob.handle, envelope, &key.handle));
