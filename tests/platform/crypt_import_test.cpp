@@ -32,18 +32,14 @@ TEST(CryptImportTest, PublishedRsaMessagesAndImportErrors) {
   ExpectDecrypts(bob.handle, ParseEnvelope(ReadData("5.1.bin")), ReadData("ExContent.bin"));
   ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, keyless));
   Envelope envelope = ParseEnvelope(ReadData("5.1.bin"));
-  const struct {
-    HCRYPTPROV prov;
-    DWORD keySpec;
-    const char* oid;
-    DWORD error;
-  } kCases[] = {{bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
-                {keyless.handle, AT_KEYEXCHANGE, nullptr, NTE_NO_KEY},
-                {bob.handle, 7, nullptr, NTE_NO_KEY},
-                {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER}};
-  for (const auto& c : kCases) {
+  const std::tuple<HCRYPTPROV, DWORD, const char*, DWORD> kCases[] = {
+      {bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
+      {keyless.handle, AT_KEYEXCHANGE, nullptr, NTE_NO_KEY},
+      {bob.handle, 7, nullptr, NTE_NO_KEY},
+      {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER}};
+  for (const auto& [prov, keySpec, oid, error] : kCases) {
     HCRYPTKEY key = 0;
-    EXPECT_EQ(c.error, ImportEnvelopeKey(c.prov, envelope, &key, c.keySpec, c.oid)) << c.error;
+    EXPECT_EQ(error, ImportEnvelopeKey(prov, envelope, &key, keySpec, oid)) << error;
     EXPECT_EQ(0u, key);
   }
   Envelope damaged = envelope;

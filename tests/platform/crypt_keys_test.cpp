@@ -131,19 +131,16 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
 
 TEST_F(KeysTest, PlainTextBlobsAreChecked) {
   const Bytes blob = PlainKeyBlob(CALG_AES_128, Pattern(16, 15));
-  const struct {
-    size_t offset;
-    BYTE value;
-    DWORD error;
-  } kCases[] = {{0, 7, NTE_BAD_TYPE},  {1, 3, NTE_BAD_VER},  {4, 0x99, NTE_BAD_ALGID},
-                {8, 17, NTE_BAD_DATA}, {8, 15, NTE_BAD_LEN}, {12, 0, NTE_BAD_DATA}};
-  for (const auto& item : kCases) {
+  const std::tuple<size_t, BYTE, DWORD> kCases[] = {{0, 7, NTE_BAD_TYPE},     {1, 3, NTE_BAD_VER},
+                                                    {4, 0x99, NTE_BAD_ALGID}, {8, 17, NTE_BAD_DATA},
+                                                    {8, 15, NTE_BAD_LEN},     {12, 0, NTE_BAD_DATA}};
+  for (const auto& [offset, value, error] : kCases) {
     Bytes broken = blob;
-    broken[item.offset] = item.value;
-    if (item.offset == 12) broken.resize(11);
+    broken[offset] = value;
+    if (offset == 12) broken.resize(11);
     HCRYPTKEY key = 0;
-    EXPECT_FALSE(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key)) << item.offset;
-    EXPECT_EQ(item.error, GetLastError()) << item.offset;
+    EXPECT_FALSE(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key)) << offset;
+    EXPECT_EQ(error, GetLastError()) << offset;
   }
   HCRYPTKEY key = 0;
   EXPECT_FALSE(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), Size(blob), 0, 0, &key));
