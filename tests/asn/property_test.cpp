@@ -1,6 +1,7 @@
 // Generated element trees.
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 #include "asn_test_util.h"
 #include "cmskit/asn_record.h"
@@ -79,10 +80,7 @@ void ReadEverything(const Bytes& input) {
 }
 
 TEST(Hostile, Vectors) {
-  const struct {
-    const char* bytes;
-    int sequenceStatus, unitStatus;
-  } kCases[] = {
+  const std::tuple<const char*, int, int> kCases[] = {
       {"30 84 FF FF FF F0 02 01 05", kStatusCorrupt, kStatusTruncated},  // near 4 GiB
       {"30 84 80 00 00 00 02 01 05", kStatusCorrupt, kStatusTruncated},
       {"30 88 7F FF FF FF 7F FF FF FF 05 00", kStatusCorrupt, kStatusTruncated},
@@ -93,15 +91,15 @@ TEST(Hostile, Vectors) {
       {"30 80 30 80 30 80 02 01 05", kStatusCorrupt, kStatusCorrupt},
       {"30 80 02 01 05 00", kStatusCorrupt, kStatusBadTag},
       {"30 80 04 80 41 42", kStatusCorrupt, kStatusBadTag}};
-  for (const auto& c : kCases) {
-    const Bytes bytes = Hex(c.bytes);
+  for (const auto& [hex, sequenceStatus, unitStatus] : kCases) {
+    const Bytes bytes = Hex(hex);
     std::list<IdentObj> out;
     int status = 0;
     ASNTGetSequence(out, bytes.data(), Size(bytes), &status);
-    EXPECT_EQ(status, c.sequenceStatus) << c.bytes;
+    EXPECT_EQ(status, sequenceStatus) << hex;
     CASNTUnit unit;
     unit.ReadFromMemory(bytes.data(), Size(bytes), &status);
-    EXPECT_EQ(status, c.unitStatus) << c.bytes;
+    EXPECT_EQ(status, unitStatus) << hex;
     ReadEverything(bytes);
   }
 }

@@ -42,21 +42,18 @@ TEST(CASNTBaseRecord, ReadFromMemory) {
 
 TEST(CASNTBaseRecord, BuiltFromValueMatchesEncoder) {
   const FILETIME time = MakeFileTime(2020, 2, 29, 1, 2, 3);
-  const struct {
-    ASNTElementInfo info;
-    IdentObj value;
-  } kCases[] = {{Universal(2), Obj({0x80, 0x00})},
-                {Universal(23), IdentObj(&time, sizeof time)},
-                {Universal(16, true), Obj(Hex("05 00"))}};
-  for (const auto& c : kCases) {
-    CASNTBaseRecord record(c.info, c.value);
+  const std::pair<ASNTElementInfo, IdentObj> kCases[] = {{Universal(2), Obj({0x80, 0x00})},
+                                                         {Universal(23), IdentObj(&time, sizeof time)},
+                                                         {Universal(16, true), Obj(Hex("05 00"))}};
+  for (const auto& [info, value] : kCases) {
+    CASNTBaseRecord record(info, value);
     IdentObj out;
     int status = -1;
     record.GetEncoded(out, &status);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(ToHex(out), ToHex(ASNTEncodeElement(c.info, c.value.data(), c.value.size())));
+    EXPECT_EQ(ToHex(out), ToHex(ASNTEncodeElement(info, value.data(), value.size())));
     EXPECT_EQ(record.GetEncodedSize(), out.size());
-    EXPECT_EQ(record.GetValue(&status), c.value);
+    EXPECT_EQ(record.GetValue(&status), value);
   }
   CASNTBaseRecord unencodable(Universal(7), Obj(Hex("01")));
   int status = 0;
