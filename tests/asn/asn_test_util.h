@@ -1,6 +1,4 @@
-// Byte helpers of the ASN.1 layer tests, and random element trees for the
-// property tests: every node knows its DER bytes and its children, and can be
-// written again with indefinite lengths (BER).
+// Byte helpers of the ASN.1 layer tests, and random element trees for the property tests.
 #ifndef CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 #define CMSKIT_TESTS_ASN_ASN_TEST_UTIL_H
 
@@ -61,13 +59,14 @@ inline std::vector<std::string> HexList(const std::list<IdentObj>& items) {
   for (const IdentObj& item : items) out.push_back(ToHex(item));
   return out;
 }
+inline ASNTElementInfo Info(uint8_t tagClass, uint32_t tag, bool constructed) {
+  return ASNTElementInfo{tagClass, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0, nullptr};
+}
 inline ASNTElementInfo Universal(uint32_t tag, bool constructed = false) {
-  return ASNTElementInfo{kASNTUniversal, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
-                         nullptr};
+  return Info(kASNTUniversal, tag, constructed);
 }
 inline ASNTElementInfo Context(uint32_t tag, bool constructed) {
-  return ASNTElementInfo{kASNTContext, static_cast<uint8_t>(constructed ? kASNTConstructed : 0), tag, 0,
-                         nullptr};
+  return Info(kASNTContext, tag, constructed);
 }
 inline FILETIME MakeFileTime(WORD year, WORD month, WORD day, WORD hour, WORD minute, WORD second,
                              WORD ms = 0) {
@@ -143,40 +142,30 @@ class TreeGen {
       oid += "." + std::to_string(Pick(2) ? Pick(128) : static_cast<uint32_t>(rng_()));
     return Bytes(oid.begin(), oid.end());
   }
-  static Node Element(const ASNTElementInfo& info, const void* value, size_t size) {
-    return Node{info, {}, ASNTEncodeElement(info, value, static_cast<DWORD>(size))};
-  }
   static Node Element(const ASNTElementInfo& info, const Bytes& value) {
-    return Element(info, value.data(), value.size());
+    return Node{info, {}, ASNTEncodeElement(info, value.data(), Size(value))};
   }
   Node Time(uint32_t tag, WORD firstYear, WORD years) {
     const auto pick = [this](uint32_t n, uint32_t from) { return static_cast<WORD>(from + Pick(n)); };
     const FILETIME t =
         MakeFileTime(pick(years, firstYear), pick(12, 1), pick(28, 1), pick(24, 0), pick(60, 0), pick(60, 0));
-    return Element(Universal(tag), &t, sizeof t);
+    return Element(Universal(tag),
+                   Bytes(reinterpret_cast<const BYTE*>(&t), reinterpret_cast<const BYTE*>(&t + 1)));
   }
   Node Leaf() {
     const Bytes integer = RandomBytes(24);
-    switch (Pick(10)) {
-      case 0:
-        return Element(Universal(2), integer.empty() ? Bytes{0} : integer);
-      case 1:
-        return Element(Universal(1), RandomBytes(2));
-      case 2:
-        return Element(Universal(5), Bytes());
-      case 3:
-        return Element(Universal(6), RandomOid());
-      case 4:
-        return Time(23, 1950, 100);
-      case 5:
-        return Time(24, 1601, 8000);
-      case 6:
-        return Element(Context(TagNumber(), false), RandomBytes(40));
-      case 7:  // BIT STRING with its unused-bits octet
-        return Element(Universal(3), Cat({{static_cast<BYTE>(Pick(8))}, RandomBytes(20)}));
-      default:  // OCTET STRING or PrintableString, some long
-        return Element(Universal(Pick(2) ? 4 : 19), RandomBytes(Pick(4) == 0 ? 400 : 30));
-    }
+    const uint32_t kind = Pick(10);
+    if (kind == 0) return Element(Universal(2), integer.empty() ? Bytes{0} : integer);
+    if (kind == 1) return Element(Universal(1), RandomBytes(2));
+    if (kind == 2) return Element(Universal(5), Bytes());
+    if (kind == 3) return Element(Universal(6), RandomOid());
+    if (kind == 4) return Time(23, 1950, 100);
+    if (kind == 5) return Time(24, 1601, 8000);
+    if (kind == 6) return Element(Context(TagNumber(), false), RandomBytes(40));
+    if (kind == 7)
+      return Element(Universal(3), Cat({{static_cast<BYTE>(Pick(8))}, RandomBytes(20)}));  // unused bits
+    // OCTET STRING or PrintableString, some long
+    return Element(Universal(Pick(2) ? 4 : 19), RandomBytes(Pick(4) == 0 ? 400 : 30));
   }
 
   std::mt19937 rng_;

@@ -1,6 +1,4 @@
-// Identifier and length octets, indefinite lengths, the element encoder and
-// decoder with exact bytes for the value forms, and SEQUENCE/SET building,
-// reading and splitting under both error endings.
+// Header octets, indefinite lengths, the element encoder and decoder, SEQUENCE/SET building and splitting.
 #include <cstdio>
 #include <cstring>
 #include <tuple>
@@ -36,8 +34,7 @@ TEST(ASNTReadHeader, Table) {
       {"04 89 00 00 00 00 00 00 00 00 01", "#206"},
       {"04 84 FF FF FF FF", "#206"},  // equal to the indefinite marker
       {"9F 81 82", "#205"},
-      {"04 FF 00", "#206"},
-  };
+      {"04 FF 00", "#206"}};
   for (const auto& [bytes, expected] : kCases) EXPECT_EQ(Header(bytes), expected) << bytes;
 }
 
@@ -72,8 +69,7 @@ TEST(ASNTEncodeElement, ValueAndLengthForms) {
       {Context(1u << 21, false), {}, "9F 81 80 80 00 00"},
       {Context(2, false), {0x00, 0x00}, "82 02 00 00"},  // no INTEGER trimming
       {Universal(4), Bytes(127, 0xAB), "04 7F"},
-      {Universal(4), Bytes(128, 0xAB), "04 81 80"},
-  };
+      {Universal(4), Bytes(128, 0xAB), "04 81 80"}};
   for (const auto& [info, value, expected] : kCases) {
     const Bytes encoded = ToBytes(
         ASNTEncodeElement(info, value.empty() ? static_cast<const void*>("") : value.data(), Size(value)));
@@ -109,8 +105,7 @@ TEST(ASNTDecodeElement, ValueFormsAndObjectIdentifiers) {
   const std::pair<const char*, const char*> kCases[] = {
       {"02 02 00 80", "80 00"}, {"01 01 05", "01 00 00 00"}, {"1E 02 00 41", "00 41"},
       {"9F 81 48 01 07", "07"}, {"44 01 07", "07"},  // application class goes by the tag number
-      {"07 00", "#115"},        {"1F 81 00 00", "#115"},     {"30 80 05 00 00 00", "#206"},
-  };
+      {"07 00", "#115"},        {"1F 81 00 00", "#115"},     {"30 80 05 00 00 00", "#206"}};
   for (const auto& [element, expected] : kCases) {
     int status = -1;
     const std::string value = ToHex(Decode(Hex(element), &status));
@@ -120,7 +115,7 @@ TEST(ASNTDecodeElement, ValueFormsAndObjectIdentifiers) {
       {"06 06 2A 85 03 02 02 15", "1.2.643.2.2.21"},
       {"06 03 81 34 03", "4.20.3"},             // the first arc is split by 40 whatever its size
       {"06 07 2A 90 80 80 80 80 01", "1.2.1"},  // arcs are 32-bit: a wider one keeps its low bits
-      {"06 02 2A 85", "1.2.5"},                 // a last octet with the continuation bit ends the arc
+      {"06 02 2A 85", "1.2.5"}                  // a last octet with the continuation bit ends the arc
   };
   for (const auto& [element, text] : kOids) EXPECT_EQ(Text(Decode(Hex(element), nullptr)), text) << element;
   EXPECT_NO_THROW(Decode(Hex("30 80 05 00 00 00"), nullptr));  // silent without a status pointer
@@ -143,8 +138,7 @@ TEST(ASNTDecodeElement, Times) {
       {24, "204912312", {}},
       {24, "00001231235959Z", {}},
       {24, "16010101000000+0100", {}},
-      {24, "20491231235959.5.5Z", {}},
-  };
+      {24, "20491231235959.5.5Z", {}}};
   for (const auto& [tag, text, f] : kCases) {
     int status = -1;
     const Bytes header{static_cast<BYTE>(tag), static_cast<BYTE>(strlen(text))};
@@ -182,8 +176,7 @@ TEST(ASNTGetSequenceAndSplitElements, Tables) {
       {"04 01 00", kStatusBadTag, 0, {}},
       {"30 03 02 02 05 00", kStatusCorrupt, 2, {}},
       {"30 05 02 01 05 04 05", kStatusCorrupt, 5, {"02 01 05"}},
-      {"", kStatusCorrupt, 0, {}},
-  };
+      {"", kStatusCorrupt, 0, {}}};
   for (const auto& [hex, expectedStatus, consumed, children] : kCases) {
     const Bytes bytes = Hex(hex);
     std::list<IdentObj> out;
@@ -197,8 +190,7 @@ TEST(ASNTGetSequenceAndSplitElements, Tables) {
       {"30 80 02 01 05 00 00 02 01 06", 0, {"30 80 02 01 05 00 00", "02 01 06"}},
       {"02 01 05 02 05 01", kStatusCorrupt, {}},
       {"30 80 02 01 05", kStatusCorrupt, {}},
-      {"02 01 05 1F 81", kStatusBadTag, {}},
-  };
+      {"02 01 05 1F 81", kStatusBadTag, {}}};
   for (const auto& [hex, status, children] : kSplits) {
     const Bytes bytes = Hex(hex);
     std::list<IdentObj> out = Items({"05 00"});

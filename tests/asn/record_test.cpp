@@ -1,5 +1,5 @@
-// CASNTBaseRecord, CASNTUnit and CASNTIdData read from memory and files,
-// built from values, copied and limited in depth; IdentObj as a blob.
+// CASNTBaseRecord, CASNTUnit and CASNTIdData from memory and files, built, copied and depth-limited;
+// IdentObj.
 #include <cstdio>
 #include <memory>
 #include <tuple>
@@ -12,18 +12,15 @@
 namespace cmskit::test {
 namespace {
 
-class TempFile {
- public:
-  explicit TempFile(const Bytes& bytes) : path_(testing::TempDir() + "cmskit_asn_record.bin") {
-    FILE* f = fopen(path_.c_str(), "wb");
+struct TempFile {
+  explicit TempFile(const Bytes& bytes) {
+    FILE* f = fopen(path(), "wb");
     fwrite(bytes.data(), 1, bytes.size(), f);
     fclose(f);
   }
-  ~TempFile() { remove(path_.c_str()); }
+  ~TempFile() { remove(path()); }
   const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
+  const std::string path_ = testing::TempDir() + "cmskit_asn_record.bin";
 };
 
 TEST(CASNTBaseRecord, ReadFromMemory) {
@@ -45,23 +42,18 @@ TEST(CASNTBaseRecord, ReadFromMemory) {
 
 TEST(CASNTBaseRecord, BuiltFromValueMatchesEncoder) {
   const FILETIME time = MakeFileTime(2020, 2, 29, 1, 2, 3);
-  const struct {
-    ASNTElementInfo info;
-    IdentObj value;
-  } kCases[] = {
-      {Universal(2), Obj({0x80, 0x00})},
-      {Universal(23), IdentObj(&time, sizeof time)},
-      {Universal(16, true), Obj(Hex("05 00"))},
-  };
-  for (const auto& c : kCases) {
-    CASNTBaseRecord record(c.info, c.value);
+  const std::pair<ASNTElementInfo, IdentObj> kCases[] = {{Universal(2), Obj({0x80, 0x00})},
+                                                         {Universal(23), IdentObj(&time, sizeof time)},
+                                                         {Universal(16, true), Obj(Hex("05 00"))}};
+  for (const auto& [info, value] : kCases) {
+    CASNTBaseRecord record(info, value);
     IdentObj out;
     int status = -1;
     record.GetEncoded(out, &status);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(ToHex(out), ToHex(ASNTEncodeElement(c.info, c.value.data(), c.value.size())));
+    EXPECT_EQ(ToHex(out), ToHex(ASNTEncodeElement(info, value.data(), value.size())));
     EXPECT_EQ(record.GetEncodedSize(), out.size());
-    EXPECT_EQ(record.GetValue(&status), c.value);
+    EXPECT_EQ(record.GetValue(&status), value);
   }
   CASNTBaseRecord unencodable(Universal(7), Obj(Hex("01")));
   int status = 0;
@@ -76,8 +68,7 @@ TEST(CASNTBaseRecord, ReadFromFileAndWriteToFile) {
       {"04 85 00 00 00 00 01 41", 0, kStatusCorrupt},
       {"04 05 41", 0, kStatusReadError},
       {"1F 81 81 81 81 81 81 81 81 81 81 81 81 81 81", 0, kStatusBadTag},
-      {"05 00", 2, kStatusTruncated},
-  };
+      {"05 00", 2, kStatusTruncated}};
   for (const auto& [hex, offset, expected] : kFailures) {
     TempFile temp(Hex(hex));
     CTOOFile file(temp.path(), "rb");
@@ -135,13 +126,10 @@ TEST(CASNTUnit, TreePrimitiveContextRuleAndCopies) {
   EXPECT_EQ(dynamic_cast<CASNTUnit*>(assigned.GetChild(0))->GetChildCount(), 2u);
 }
 
-TEST(CASNTUnit, FailuresThrowWithTheirOrigin) {
-  CASNTUnit unit;
-  ExpectThrowsStatus([&] { unit.ReadFromMemory(Hex("30 80").data(), 2, nullptr); }, kStatusCorrupt,
+TEST(CASNTUnit, DepthLimitAndOrigin) {
+  CASNTUnit broken;
+  ExpectThrowsStatus([&] { broken.ReadFromMemory(Hex("30 80").data(), 2, nullptr); }, kStatusCorrupt,
                      "CASNTUnit::Read");
-}
-
-TEST(CASNTUnit, DepthLimit) {
   for (bool indefinite : {false, true}) {
     for (uint32_t depth : {kASNTMaxDepth, kASNTMaxDepth + 1}) {
       Bytes bytes = {0x05, 0x00};
@@ -181,8 +169,7 @@ TEST(CASNTIdData, ReadWriteAndOrder) {
       {"30 80 06 01 2A 30 80 05 00 00 00 00 00", "11 1.2 30 80 05 00 00 00"},
       {"31 08 06 06 2A 85 03 02 02 15", "0 #206"},
       {"30 03 06 06 2A 85 03 02 02 15", "2 #37"},
-      {"30 05 06 01 2A 04 05 41", "5 #37"},
-  };
+      {"30 05 06 01 2A 04 05 41", "5 #37"}};
   for (const auto& [hex, expected] : kCases) {
     const Bytes bytes = Hex(hex);
     CASNTIdData value;

@@ -1,6 +1,4 @@
-// DecryptContent with AES-128-CBC content made here by the platform: the Final
-// flag of each path shows in whether the CBC padding is removed, and the
-// piece forms in how pieces are chained.
+// DecryptContent with AES-128-CBC content made here by the platform.
 #include "enveloped/enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -8,7 +6,7 @@ namespace {
 
 constexpr DWORD kJunk = 7;  // bytes in front of the message in its file
 
-// CBC padding of a whole plaintext: what stays when no final call is made.
+// What stays of a whole plaintext when no final call removes the CBC padding.
 Bytes Padded(const Bytes& plain) {
   const size_t pad = 16 - plain.size() % 16;
   return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
@@ -20,20 +18,12 @@ class DecryptContentTest : public ::testing::Test {
     ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov_)) << GetLastError();
     key_.Reset(ImportPlainKey(prov_.handle, CALG_AES_128, Pattern(16, 1)));
   }
-  // The key with the message's IV applied the library's way.
   HCRYPTKEY Ready() {
     ASNAlgorithmIdentifier alg = CbcAlgorithm(kAes128Oid, iv_);
     return DecryptKeyParam(key_.handle, alg) ? key_.handle : 0;
   }
   Bytes Encrypt(const Bytes& plain) { return EncryptCbc(key_.handle, iv_, plain); }
-  // The ciphertexts as the OCTET STRING pieces of a constructed [0].
-  static Bytes Pieces(std::initializer_list<Bytes> ciphers) {
-    Bytes out;
-    for (const Bytes& cipher : ciphers) out = Cat({out, Tlv(0x04, cipher)});
-    return out;
-  }
-  // An EncryptedContentInfo around `octets`; with `indefinite` the outer and
-  // the constructed [0] have indefinite lengths.
+  // With `indefinite` the outer SEQUENCE and the constructed [0] have indefinite lengths.
   Bytes Message(const Bytes& octets, bool constructed, bool indefinite = false) const {
     const Bytes alg = Tlv(0x30, Cat({Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv_)}));
     if (!indefinite) return Tlv(0x30, Cat({DataOid(), alg, Tlv(constructed ? 0xA0 : 0x80, octets)}));
@@ -82,9 +72,9 @@ class DecryptContentTest : public ::testing::Test {
 
 TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
   const Bytes plain = Pattern(10000, 6), cipher = Encrypt(plain);
-  const Bytes pieces = Pieces({Bytes(cipher.begin(), cipher.begin() + 4096),
-                               Bytes(cipher.begin() + 4096, cipher.begin() + 8192),
-                               Bytes(cipher.begin() + 8192, cipher.end())});
+  const Bytes pieces = Cat({Tlv(0x04, Bytes(cipher.begin(), cipher.begin() + 4096)),
+                            Tlv(0x04, Bytes(cipher.begin() + 4096, cipher.begin() + 8192)),
+                            Tlv(0x04, Bytes(cipher.begin() + 8192, cipher.end()))});
   for (bool indefinite : {false, true}) {
     SCOPED_TRACE(indefinite);
     const Bytes message = Message(pieces, true, indefinite);
@@ -92,9 +82,8 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     bool ok = false;
     EXPECT_EQ(Padded(plain), ToFile(file, &ok));
     EXPECT_TRUE(ok);
-    // From memory the walk is bounded by contentLength, 0 after a memory
-    // read: it runs into the end of the octets, which throws once all pieces
-    // are written.
+    // From memory contentLength is 0: the walk runs into the end of the octets and throws after the last
+    // piece.
     EncryptedContentInfo memory = InMemory(message);
     ASSERT_EQ(0u, memory.contentLength);
     const std::string path = dir_.Path("walk");
@@ -109,7 +98,8 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
 
 TEST_F(DecryptContentTest, PiecesTowardsMemoryAreEachFinal) {
   const Bytes parts[] = {Pattern(100, 7), Pattern(4096, 8), Pattern(1, 9)};
-  const Bytes pieces = Pieces({Encrypt(parts[0]), Encrypt(parts[1]), Encrypt(parts[2])});
+  const Bytes pieces =
+      Cat({Tlv(0x04, Encrypt(parts[0])), Tlv(0x04, Encrypt(parts[1])), Tlv(0x04, Encrypt(parts[2]))});
   const Bytes plain = Cat({parts[0], parts[1], parts[2]});
   for (bool inFile : {false, true}) {
     const Bytes message = Message(pieces, true, inFile);

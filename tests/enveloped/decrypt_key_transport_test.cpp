@@ -1,6 +1,4 @@
-// EnvelopedData::GetEncryptionKey against an import function installed here
-// for a private OID: which recipient matches a certificate, what the function
-// is handed, and the error endings.
+// EnvelopedData::GetEncryptionKey against an import function installed here for a private OID.
 #include <algorithm>
 
 #include "enveloped/enveloped_test_util.h"
@@ -27,7 +25,6 @@ BOOL WINAPI RecordingImport(HCRYPTPROV prov, DWORD keySpec, PCRYPT_ALGORITHM_IDE
   return wrapped != "FAIL";
 }
 
-// A KeyTransRecipientInfo with the given identifier, read the way messages are.
 TransRecipientInfo Recipient(const Bytes& rid, const std::string& key) {
   const Bytes der = Tlv(0x30, Cat({Hex(rid[0] == 0x30 ? "02 01 00" : "02 01 02"), rid, RsaAlgorithm(),
                                    Tlv(0x04, Bytes(key.begin(), key.end()))}));
@@ -58,7 +55,7 @@ class GetEncryptionKeyTest : public ::testing::Test {
   void TearDown() override {
     for (const CERT_CONTEXT* cert : certs_) CertFreeCertificateContext(cert);
   }
-  // A context of the test certificate; with keySpec 0 it has no key-provider property.
+  // With keySpec 0 the certificate has no key-provider property.
   const CERT_CONTEXT* NewCertificate(DWORD keySpec) {
     const Bytes der = ReadFileBytes(TestData("decrypt/recipient.cer"));
     const CERT_CONTEXT* cert =
@@ -108,8 +105,7 @@ TEST_F(GetEncryptionKeyTest, TheFirstRecipientNamedByIssuerAndSerialWins) {
       {{Recipient(mine_, "first"), Recipient(mine_, "second")}, "first"},
       {{Recipient(keyId, "kid"), Recipient(otherSerial_, "b"), Recipient(mine_, "mine")}, "mine"},
       {{Recipient(keyId, "kid")}, ""},
-      {{}, ""},
-  };
+      {{}, ""}};
   for (const auto& [recipients, key] : kCases) {
     lastCall.clear();
     int error = 0;

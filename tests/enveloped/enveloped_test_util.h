@@ -1,6 +1,4 @@
-// Helpers of the enveloped-message and decryption tests: DER building blocks,
-// temporary files, provider and key handles that release themselves, content
-// keys from known bytes and the two kinds of output descriptors.
+// Helpers of the enveloped-message and decryption tests.
 #ifndef CMSKIT_TESTS_ENVELOPED_ENVELOPED_TEST_UTIL_H
 #define CMSKIT_TESTS_ENVELOPED_ENVELOPED_TEST_UTIL_H
 
@@ -44,7 +42,6 @@ inline void WriteFileBytes(const std::string& path, const Bytes& bytes) {
 }
 inline std::string TestData(const std::string& name) { return std::string(CMSKIT_TEST_DATA) + "/" + name; }
 
-// A temporary folder per test, removed with its files.
 class TempDir {
  public:
   std::string Path(const std::string& name) const { return folder_.path + "/" + name; }
@@ -53,7 +50,6 @@ class TempDir {
   TOO::TEMPFOLDER folder_{true};
 };
 
-// A provider or key handle released at the end of its scope.
 template <class Handle, BOOL (*Release)(Handle)>
 class Owned {
  public:
@@ -72,19 +68,21 @@ inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 
 using ProviderHandle = Owned<HCRYPTPROV, ReleaseProvider>;
 using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
 
-// A provider without a private key, for session keys.
 inline bool AcquireVerifyContext(DWORD type, ProviderHandle& prov) {
   return CryptAcquireContextA(&prov.handle, nullptr, nullptr, type, CRYPT_VERIFYCONTEXT) != FALSE;
 }
 
-// A session key from its plain bytes; 0 when the provider refuses it.
-inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
+inline Bytes PlainKeyBlob(ALG_ID algorithm, const Bytes& keyBytes) {
   const BLOBHEADER header{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
   const DWORD length = Size(keyBytes);
   Bytes blob(sizeof header + sizeof length);
   memcpy(blob.data(), &header, sizeof header);
   memcpy(blob.data() + sizeof header, &length, sizeof length);
-  blob = Cat({blob, keyBytes});
+  return Cat({blob, keyBytes});
+}
+// A session key from its plain bytes; 0 when the provider refuses it.
+inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
+  const Bytes blob = PlainKeyBlob(algorithm, keyBytes);
   HCRYPTKEY key = 0;
   return CryptImportKey(prov, blob.data(), Size(blob), 0, 0, &key) ? key : 0;
 }
@@ -99,7 +97,6 @@ inline Bytes Pattern(size_t size, unsigned seed) {
   return bytes;
 }
 
-// One complete CBC message (padded, final) from the IV `iv`.
 inline Bytes EncryptCbc(HCRYPTKEY key, const Bytes& iv, const Bytes& plain) {
   Bytes buffer = Cat({plain, Bytes(64)});
   DWORD length = Size(plain);
@@ -124,7 +121,6 @@ inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
   return value;
 }
 
-// The caller's buffer [begin, begin + room) of `buffer`.
 inline ToSignStruct MemoryOut(Bytes& buffer, DWORD begin, DWORD room) {
   ToSignStruct out;
   out.data = buffer.data();

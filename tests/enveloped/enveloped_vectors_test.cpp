@@ -1,7 +1,4 @@
-// Published enveloped messages (RFC 4134 5.x, RFC 4490 9.x, TK26): the
-// key-transport ones read from memory and from a file, name the right
-// recipient and write back unchanged; the key-agreement and KEK ones are
-// refused with the recipient-version status 136.
+// Published enveloped messages (RFC 4134 5.x, RFC 4490 9.x, TK26).
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -15,8 +12,7 @@ TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
       {"rfc4134_5.1.bin", "D0 71 5D CD 2E 6E D3 11 BC 56 00 80 C7 6B 34 46", 258, 32},
       {"rfc4490_9.3_enveloped_keytrans.der", "21 2E B4 66 62 D4 DC C7 17 BD 11 C2 1E C6 F5 2B", 415, 12},
       {"EnvelopedKTRI_256.der", "01", 390, 2200},
-      {"EnvelopedKTRI_512.der", "01", 458, 12},
-  };
+      {"EnvelopedKTRI_512.der", "01", 458, 12}};
   TempDir dir;
   for (const auto& [name, serial, offset, length] : kVectors) {
     SCOPED_TRACE(name);

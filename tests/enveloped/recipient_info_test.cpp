@@ -1,7 +1,4 @@
-// TransRecipientInfo (both identifier forms, the explicit [0] around a whole
-// OCTET STRING, the version the writer records) and OriginatorInfo (explicit
-// wrappers around whole SETs, either order on reading), with the statuses and
-// their origin texts under both error endings.
+// TransRecipientInfo and OriginatorInfo: both identifier forms, explicit wrappers, statuses and origins.
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {

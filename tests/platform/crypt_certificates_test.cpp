@@ -1,6 +1,4 @@
-// Certificate contexts: the CERT_INFO fields of a published certificate,
-// serial numbers least significant byte first, hostile encodings, context
-// references, and the key-provider property with the size-query protocol.
+// Certificate contexts.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -80,24 +78,20 @@ TEST(CertificateTest, HostileEncodingsAreRefused) {
   const Bytes bob = ReadData("BobRSASignByCarl.cer");
   for (size_t length = 0; length < bob.size(); ++length)
     EXPECT_EQ(nullptr, Create(Bytes(bob.begin(), bob.begin() + static_cast<long>(length)))) << length;
-  const struct {
-    size_t offset;
-    BYTE value;
-    DWORD error;
-  } kCases[] = {
-      {0, 0x31, CRYPT_E_ASN1_BADTAG},    // outer tag
-      {3, 0xFF, CRYPT_E_ASN1_EOD},       // outer length beyond the bytes
-      {13, 0x04, CRYPT_E_ASN1_BADTAG},   // serial number tag
-      {68, 0x04, CRYPT_E_ASN1_BADTAG},   // not a UTCTime
-      {70, 'x', CRYPT_E_ASN1_CORRUPT},   // month digit
-      {1, 0x85, CRYPT_E_ASN1_CORRUPT},   // five-octet length
-      {44, 0x1F, CRYPT_E_ASN1_CORRUPT},  // high tag number in the parameters
+  const std::tuple<size_t, BYTE, DWORD> kCases[] = {
+      {0, 0x31, CRYPT_E_ASN1_BADTAG},   // outer tag
+      {3, 0xFF, CRYPT_E_ASN1_EOD},      // outer length beyond the bytes
+      {13, 0x04, CRYPT_E_ASN1_BADTAG},  // serial number tag
+      {68, 0x04, CRYPT_E_ASN1_BADTAG},  // not a UTCTime
+      {70, 'x', CRYPT_E_ASN1_CORRUPT},  // month digit
+      {1, 0x85, CRYPT_E_ASN1_CORRUPT},  // five-octet length
+      {44, 0x1F, CRYPT_E_ASN1_CORRUPT}  // high tag number in the parameters
   };
-  for (const auto& item : kCases) {
+  for (const auto& [offset, value, error] : kCases) {
     Bytes broken = bob;
-    broken[item.offset] = item.value;
-    EXPECT_EQ(nullptr, Create(broken)) << item.offset;
-    EXPECT_EQ(item.error, GetLastError()) << item.offset;
+    broken[offset] = value;
+    EXPECT_EQ(nullptr, Create(broken)) << offset;
+    EXPECT_EQ(error, GetLastError()) << offset;
   }
   EXPECT_EQ(nullptr, Create(bob, PKCS_7_ASN_ENCODING));
   EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());

@@ -1,6 +1,4 @@
-// Key import through the installed "CryptMsgDllImportEncryptKey" functions:
-// RSA recipients (PKCS #1 v1.5) and GOST recipients (GostR3410-KeyTransport
-// through the gost engine) on published messages; then content decryption.
+// Key import through the installed "CryptMsgDllImportEncryptKey" functions.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -27,33 +25,45 @@ void ExpectDecrypts(HCRYPTPROV prov, const Envelope& envelope, const Bytes& plai
   EXPECT_EQ(plain, streamed);
 }
 
-// The published RSA examples (3DES and RC2/128 content); then the error codes.
+// The published RSA example (3DES content); then the error codes.
 TEST(CryptImportTest, PublishedRsaMessagesAndImportErrors) {
   ProviderHandle bob, keyless;
   Acquire(DataFile("BobPrivRSAEncrypt.pri"), PROV_RSA_FULL, &bob);
-  for (const char* message : {"5.1.bin", "5.2.bin"})
-    ExpectDecrypts(bob.handle, ParseEnvelope(ReadData(message)), ReadData("ExContent.bin"));
+  ExpectDecrypts(bob.handle, ParseEnvelope(ReadData("5.1.bin")), ReadData("ExContent.bin"));
   ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, keyless));
   Envelope envelope = ParseEnvelope(ReadData("5.1.bin"));
-  const struct {
-    HCRYPTPROV prov;
-    DWORD keySpec;
-    const char* oid;
-    DWORD error;
-  } kCases[] = {
+  const std::tuple<HCRYPTPROV, DWORD, const char*, DWORD> kCases[] = {
       {bob.handle, AT_KEYEXCHANGE, "1.2.643.2.2.99", NTE_BAD_ALGID},
       {keyless.handle, AT_KEYEXCHANGE, nullptr, NTE_NO_KEY},
       {bob.handle, 7, nullptr, NTE_NO_KEY},
-      {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER},
-  };
-  for (const auto& c : kCases) {
+      {bob.handle + 1000, AT_KEYEXCHANGE, nullptr, ERROR_INVALID_PARAMETER}};
+  for (const auto& [prov, keySpec, oid, error] : kCases) {
     HCRYPTKEY key = 0;
-    EXPECT_EQ(c.error, ImportEnvelopeKey(c.prov, envelope, &key, c.keySpec, c.oid)) << c.error;
+    EXPECT_EQ(error, ImportEnvelopeKey(prov, envelope, &key, keySpec, oid)) << error;
     EXPECT_EQ(0u, key);
   }
-  envelope.encryptedKey[10] ^= 0x40;  // a damaged wrapping does not unwrap
+  Envelope damaged = envelope;
+  damaged.encryptedKey[10] ^= 0x40;  // a damaged wrapping does not unwrap
   KeyHandle key;
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), ImportEnvelopeKey(bob.handle, envelope, &key.handle));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), ImportEnvelopeKey(bob.handle, damaged, &key.handle));
+  // RC2 parameters: none, the bare IV, the version forms (40, 64, 128 and 300 bits); the rest are bad data.
+  envelope.contentOid = "1.2.840.113549.3.2";
+  const char* kRc2[] = {"05 00",
+                        "04 08 0001020304050607",
+                        "30 06 02 02 00 A0 04 00",
+                        "30 05 02 01 78 04 00",
+                        "30 05 02 01 3A 04 00",
+                        "30 06 02 02 01 2C 04 00",
+                        "30 05 02 01 07 04 00",
+                        "31 00",
+                        "04"};
+  for (size_t i = 0; i < 9; ++i) {
+    envelope.contentParams = Hex(kRc2[i]);
+    key.Reset();
+    EXPECT_EQ(i < 6 ? 0u : static_cast<DWORD>(NTE_BAD_DATA),
+              ImportEnvelopeKey(bob.handle, envelope, &key.handle))
+        << kRc2[i];
+  }
 }
 
 // A TK26 message decrypts with its key's parameter set; a damaged key

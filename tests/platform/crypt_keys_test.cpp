@@ -1,17 +1,8 @@
-// Session keys against OpenSSL's own command line: ciphertexts from
-// `openssl enc` decrypt in one call and streamed, padding and handle errors
-// give the Windows codes, and parameters follow the size-query protocol.
+// Session keys against OpenSSL's own command line.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
 namespace {
-
-Bytes PlainTextBlob(ALG_ID algId, const Bytes& key) {
-  const BLOBHEADER header = {PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algId};
-  const DWORD size = Size(key);
-  return Cat({Bytes(reinterpret_cast<const BYTE*>(&header), reinterpret_cast<const BYTE*>(&header + 1)),
-              Bytes(reinterpret_cast<const BYTE*>(&size), reinterpret_cast<const BYTE*>(&size + 1)), key});
-}
 
 class KeysTest : public ::testing::Test {
  protected:
@@ -32,13 +23,11 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
     ALG_ID algId;
     const char* encOptions;
     size_t keyBytes, ivBytes;
-  } kCiphers[] = {
-      {CALG_AES_128, "-aes-128-cbc", 16, 16},
-      {CALG_AES_192, "-aes-192-cbc", 24, 16},
-      {CALG_AES_256, "-aes-256-cbc", 32, 16},
-      {CALG_3DES, "-des-ede3-cbc", 24, 8},
-      {CALG_RC2, "-rc2-cbc -provider legacy -provider default", 16, 8},
-  };
+  } kCiphers[] = {{CALG_AES_128, "-aes-128-cbc", 16, 16},
+                  {CALG_AES_192, "-aes-192-cbc", 24, 16},
+                  {CALG_AES_256, "-aes-256-cbc", 32, 16},
+                  {CALG_3DES, "-des-ede3-cbc", 24, 8},
+                  {CALG_RC2, "-rc2-cbc -provider legacy -provider default", 16, 8}};
   for (const auto& cipher : kCiphers) {
     const Bytes key = Pattern(cipher.keyBytes, 1), iv = Pattern(cipher.ivBytes, 2);
     for (size_t size : {0, 1, 4095, 10000}) {
@@ -141,20 +130,17 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
 }
 
 TEST_F(KeysTest, PlainTextBlobsAreChecked) {
-  const Bytes blob = PlainTextBlob(CALG_AES_128, Pattern(16, 15));
-  const struct {
-    size_t offset;
-    BYTE value;
-    DWORD error;
-  } kCases[] = {{0, 7, NTE_BAD_TYPE},  {1, 3, NTE_BAD_VER},  {4, 0x99, NTE_BAD_ALGID},
-                {8, 17, NTE_BAD_DATA}, {8, 15, NTE_BAD_LEN}, {12, 0, NTE_BAD_DATA}};
-  for (const auto& item : kCases) {
+  const Bytes blob = PlainKeyBlob(CALG_AES_128, Pattern(16, 15));
+  const std::tuple<size_t, BYTE, DWORD> kCases[] = {{0, 7, NTE_BAD_TYPE},     {1, 3, NTE_BAD_VER},
+                                                    {4, 0x99, NTE_BAD_ALGID}, {8, 17, NTE_BAD_DATA},
+                                                    {8, 15, NTE_BAD_LEN},     {12, 0, NTE_BAD_DATA}};
+  for (const auto& [offset, value, error] : kCases) {
     Bytes broken = blob;
-    broken[item.offset] = item.value;
-    if (item.offset == 12) broken.resize(11);
+    broken[offset] = value;
+    if (offset == 12) broken.resize(11);
     HCRYPTKEY key = 0;
-    EXPECT_FALSE(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key)) << item.offset;
-    EXPECT_EQ(item.error, GetLastError()) << item.offset;
+    EXPECT_FALSE(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key)) << offset;
+    EXPECT_EQ(error, GetLastError()) << offset;
   }
   HCRYPTKEY key = 0;
   EXPECT_FALSE(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), Size(blob), 0, 0, &key));

@@ -1,6 +1,4 @@
-// Providers (acquiring one from a key file or as a verification context, the
-// codes for every way that fails, releasing, random numbers) and the OID
-// function table with the provider's pre-installed key import functions.
+// Providers, their failure codes, release, random numbers and the OID function table.
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -19,18 +17,16 @@ TEST(CryptProviderTest, KeyFilesAndContextsAcquireOrFailWithWindowsCodes) {
   const struct {
     std::string container;
     DWORD type, flags, error;
-  } kCases[] = {
-      {bob, PROV_RSA_FULL, 0, 0},
-      {bob, PROV_RSA_AES, CRYPT_SILENT, 0},
-      {missing, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT, 0},  // the container is ignored
-      {missing, PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
-      {dir.Path("garbage"), PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
-      {"/", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
-      {"-", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
-      {"", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
-      {bob, 999, 0, NTE_PROV_TYPE_NOT_DEF},
-      {bob, PROV_RSA_FULL, CRYPT_NEWKEYSET, NTE_BAD_FLAGS},
-  };
+  } kCases[] = {{bob, PROV_RSA_FULL, 0, 0},
+                {bob, PROV_RSA_AES, CRYPT_SILENT, 0},
+                {missing, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT, 0},  // the container is ignored
+                {missing, PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
+                {dir.Path("garbage"), PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
+                {"/", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
+                {"-", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
+                {"", PROV_RSA_FULL, 0, NTE_BAD_KEYSET},
+                {bob, 999, 0, NTE_PROV_TYPE_NOT_DEF},
+                {bob, PROV_RSA_FULL, CRYPT_NEWKEYSET, NTE_BAD_FLAGS}};
   for (const auto& c : kCases) EXPECT_EQ(c.error, AcquireError(c.container, c.type, c.flags)) << c.container;
   EXPECT_FALSE(CryptAcquireContextA(nullptr, bob.c_str(), nullptr, PROV_RSA_FULL, 0));
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());

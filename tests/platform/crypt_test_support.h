@@ -1,6 +1,4 @@
-// Shared pieces of the crypto provider tests: the openssl command line and a
-// small reader of EnvelopedData for the messages OpenSSL writes; handles,
-// files and key parameters come from the enveloped helpers.
+// Shared pieces of the crypto provider tests.
 #ifndef CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
 #define CMSKIT_TESTS_PLATFORM_CRYPT_TEST_SUPPORT_H
 
@@ -8,10 +6,10 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "enveloped/enveloped_test_util.h"
-#include "platform/posix/crypt_der.h"
 
 namespace cmskit::test {
 
@@ -42,46 +40,18 @@ inline std::string HexArg(const Bytes& bytes) {
 // The parts of a single-recipient EnvelopedData that key import and content decryption need.
 struct Envelope {
   std::string contentOid;
-  Bytes contentParams;  // the whole parameters element
-  Bytes iv, encryptedKey, encryptedContent;
+  Bytes contentParams, encryptedKey, encryptedContent;  // parameters and key as whole elements
 };
-
-inline std::vector<IdentObj> Children(const IdentObj& element) {
-  std::list<IdentObj> out;
-  int status = 0;
-  ASNTGetSequence(out, element.data(), element.size(), &status);
-  return std::vector<IdentObj>(out.begin(), out.end());
-}
-inline Bytes ValueOf(const IdentObj& element) {
-  ASNTElementInfo info;
-  if (element.IsEmpty() || ASNTReadHeader(info, element.data(), element.size())) return Bytes();
-  return Bytes(info.contents, info.contents + info.length);
-}
-
-// Walks ContentInfo, EnvelopedData, the first recipient and the
-// EncryptedContentInfo; the IV sits in CBC (OCTET STRING), RC2 (SEQUENCE
-// {INTEGER, OCTET STRING}) and GOST (SEQUENCE {OCTET STRING, OID}) parameters.
 inline Envelope ParseEnvelope(const Bytes& der) {
-  Envelope envelope;
-  const std::vector<IdentObj> contentInfo = Children(Obj(der));
-  const std::vector<IdentObj> wrapper = contentInfo.size() == 2 ? Children(contentInfo[1]) : contentInfo;
-  const std::vector<IdentObj> fields = wrapper.size() == 1 ? Children(wrapper[0]) : wrapper;
-  const size_t at = fields.size() > 1 && fields[1].data()[0] == 0xA0 ? 2 : 1;  // after originatorInfo
-  EXPECT_GE(fields.size(), at + 2);
-  if (fields.size() < at + 2) return envelope;
-  const std::vector<IdentObj> recipients = Children(fields[at]), eci = Children(fields[at + 1]);
-  const std::vector<IdentObj> ktri = recipients.empty() ? recipients : Children(recipients[0]);
-  const std::vector<IdentObj> alg = eci.size() == 3 ? Children(eci[1]) : eci;
-  EXPECT_TRUE(ktri.size() == 4 && !alg.empty());
-  if (ktri.size() != 4 || alg.empty()) return envelope;
-  envelope.encryptedKey = ValueOf(ktri[3]);
-  const Bytes oid = ValueOf(alg[0]);
-  envelope.contentOid = posix::OidText(oid.data(), oid.size());
-  if (alg.size() > 1) envelope.contentParams = ToBytes(alg[1]);
-  for (const IdentObj& field : alg.size() > 1 && alg[1].data()[0] == 0x30 ? Children(alg[1]) : alg)
-    if (field.data()[0] == posix::kDerOctetString) envelope.iv = ValueOf(field);
-  envelope.encryptedContent = ValueOf(eci[2]);
-  return envelope;
+  EnvelopedData data;
+  EXPECT_EQ(data.ReadObject(der.data(), Size(der)), der.size());
+  if (data.recipientInfos.empty()) return Envelope();
+  const ASNAlgorithmIdentifier& alg = data.encryptedContentInfo.contentEncryptionAlgorithm;
+  IdentObj key = data.recipientInfos.front().encryptedKey;
+  ASNTElementInfo info;
+  EXPECT_EQ(ASNTReadHeader(info, key.data(), key.size()), 0);
+  return Envelope{Text(alg.id), ToBytes(alg.data), Bytes(info.contents, info.contents + info.length),
+                  ToBytes(data.encryptedContentInfo.encryptedContent)};
 }
 
 // Imports the envelope's key the way the library does: through the function
