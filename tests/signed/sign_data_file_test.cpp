@@ -333,7 +333,10 @@ TEST(SignDataDetach, FailureNeverDestroysTheSource) {
           static const std::string unnamed;
           ToSignStruct target =
               f.target.empty() ? ToSignStruct() : FileTarget(f.target == "no name" ? unnamed : f.target);
-          return message.DetachData(target, error);
+          const bool detached = message.DetachData(target, error);
+          // A buffer the library allocated is the caller's, even after a failure.
+          if (!(target.flags & ToSignStruct::kInFile)) delete[] static_cast<BYTE*>(target.data);
+          return detached;
         },
         f.code);
   }
