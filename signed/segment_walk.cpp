@@ -51,6 +51,19 @@ DWORD FileSink::Finish() {
   return complete ? 0 : kIncompleteCopy;
 }
 
+CTOOFile OpenContentFile(const char* name) {
+  CTOOFile file(name, "rb");
+  if (!file.IsOpen()) throw XTOOStatus(file.GetStatus() ? file.GetStatus() : kStatusOpenFailed, name, false);
+  return file;
+}
+
+uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length) {
+  CTOOFile source = OpenContentFile(name);
+  CountingSink counter;
+  WalkSegments(source, begin, length, counter);
+  return counter.produced;
+}
+
 DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
   if (length <= kEndOfContents) return 0;
   FileElementReader reader(source);

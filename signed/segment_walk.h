@@ -60,6 +60,13 @@ class FileSink : public SegmentSink {
   size_t count_ = 0;
 };
 
+// Opens the named content file for reading; failure throws its status.
+CTOOFile OpenContentFile(const char* name);
+
+// Octets of the segmented content lying at [begin, begin + length) of the
+// named file; a malformed range throws.
+uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length);
+
 // Walks the segments lying at [begin, begin + length) of `source`, the two
 // end-of-contents octets that close them included: each primitive segment
 // goes to the sink, constructed ones are entered. A malformed range throws

@@ -202,11 +202,8 @@ DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
   return static_cast<DWORD>(cursor.consumed);
 }
 
-// Opens the content file the object names; failures throw.
 CTOOFile OpenContent(const ToSignStruct& content) {
-  CTOOFile source(static_cast<const char*>(content.data), "rb");
-  if (!source.IsOpen()) Throw(source.GetStatus() ? source.GetStatus() : kStatusOpenFailed);
-  return source;
+  return OpenContentFile(static_cast<const char*>(content.data));
 }
 
 // Content read in segments goes out as its octets alone, like any other.
@@ -253,12 +250,7 @@ DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
     return kOutOfRange;
   size = content.end - content.begin;
   if (!(content.flags & ToSignStruct::kChunkedFile)) return 0;
-  CountingSink counter;
-  const int status = CatchStatus([&] {
-    CTOOFile source = OpenContent(content);
-    WalkSegments(source, content.begin, size, counter);
-  });
-  size = counter.produced;
+  const int status = CatchStatus([&] { size = SegmentedContentSize(name, content.begin, size); });
   return StatusToWin32(status);
 }
 

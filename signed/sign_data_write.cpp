@@ -15,12 +15,6 @@ namespace {
 
 constexpr int kStatusNoFile = 4;
 
-CTOOFile OpenContent(const char* name) {
-  CTOOFile file(name, "rb");
-  if (!file.IsOpen()) throw XTOOStatus(file.GetStatus() ? file.GetStatus() : kStatusOpenFailed, name, false);
-  return file;
-}
-
 // The file must hold the whole range; an open-ended range is resolved in
 // place, before anything is read. Returns the range's length.
 uint64_t CheckFileRange(const char* name, DWORD begin, DWORD& end) {
@@ -56,13 +50,8 @@ ContentSource LocateContent(SignData& message) {
   source.range = CheckFileRange(source.name, content.begin, content.end);
   source.segmented = (content.flags & ToSignStruct::kChunkedFile) != 0;
   source.size = source.range;
-  if (source.segmented) {
-    // Content recorded as segments is written as its octets alone.
-    CTOOFile file = OpenContent(source.name);
-    CountingSink counter;
-    WalkSegments(file, source.begin, source.range, counter);
-    source.size = counter.produced;
-  }
+  // Content recorded as segments is written as its octets alone.
+  if (source.segmented) source.size = SegmentedContentSize(source.name, source.begin, source.range);
   return source;
 }
 
@@ -72,7 +61,7 @@ void FillContent(const SignData& message, const ContentSource& source, BYTE* out
     if (source.size) std::memcpy(out, message.encapContentInfo.data.data(), source.size);
     return;
   }
-  CTOOFile file = OpenContent(source.name);
+  CTOOFile file = OpenContentFile(source.name);
   if (source.segmented) {
     MemorySink sink(out, source.size);
     if (WalkSegments(file, source.begin, source.range, sink) != 0 || sink.produced != source.size)

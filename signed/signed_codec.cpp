@@ -72,33 +72,10 @@ IdentObj EncodeSignedHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagN
   return header;
 }
 
-IdentObj Concatenate(const std::list<IdentObj>& items) {
-  uint64_t total = 0;
-  for (const IdentObj& item : items) total += item.size();
-  if (total > kMaxLength) throw XTOOStatus(kStatusBadArgument, "SignData", false);
-  IdentObj joined(nullptr, static_cast<uint32_t>(total));
-  BYTE* cursor = joined.data();
-  for (const IdentObj& item : items) {
-    if (item.IsEmpty()) continue;
-    std::memcpy(cursor, item.data(), item.size());
-    cursor += item.size();
-  }
-  return joined;
-}
-
-IdentObj EncodeImplicitSet(uint32_t tagNumber, const std::list<IdentObj>& items) {
-  const IdentObj joined = Concatenate(items);
-  return EncodeValue(kASNTContext, kASNTConstructed, tagNumber, joined.data(), joined.size());
-}
-
 IdentObj EncodeAlgorithmSet(const std::list<ASNAlgorithmIdentifier>& algorithms) {
   std::list<IdentObj> encoded;
   for (const ASNAlgorithmIdentifier& algorithm : algorithms) encoded.push_back(algorithm.WriteData(nullptr));
-  return EncodeSequence(encoded, kASNTSet);
-}
-
-IdentObj EncodeSequence(const std::list<IdentObj>& items, uint32_t tagNumber) {
-  return ASNTPutSequence(items, tagNumber, nullptr);
+  return ASNTPutSequence(encoded, kASNTSet, nullptr);
 }
 
 DWORD SmallIntegerValue(const IdentObj& value) {

@@ -27,14 +27,7 @@ IdentObj EncodeVersion(DWORD version);
 // Identifier and length octets only, for content streamed afterwards.
 IdentObj EncodeSignedHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber,
                             uint64_t contentLength);
-// The items' bytes back to back (the contents of an IMPLICIT SET OF).
-IdentObj Concatenate(const std::list<IdentObj>& items);
-// An IMPLICIT [n] SET OF: the items back to back under a constructed
-// context-specific tag.
-IdentObj EncodeImplicitSet(uint32_t tagNumber, const std::list<IdentObj>& items);
 IdentObj EncodeAlgorithmSet(const std::list<ASNAlgorithmIdentifier>& algorithms);
-// SEQUENCE or SET over already encoded children; throws on failure.
-IdentObj EncodeSequence(const std::list<IdentObj>& items, uint32_t tagNumber);
 
 // An INTEGER value (least significant octet first, at most 4) as a number.
 DWORD SmallIntegerValue(const IdentObj& value);
