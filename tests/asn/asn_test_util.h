@@ -15,21 +15,14 @@
 #include "cmskit/asn_codec.h"
 #include "cmskit/identobj.h"
 #include "cmskit/status.h"
+#include "common/bytes.h"
 
 namespace cmskit::test {
 
-using Bytes = std::vector<BYTE>;
+using cmskit_testing::Bytes;
+using cmskit_testing::Cat;
+using cmskit_testing::Hex;
 
-// "30 0A 06 ..." (spaces optional) to bytes.
-inline Bytes Hex(const std::string& text) {
-  Bytes out;
-  std::string digits;
-  for (char c : text)
-    if (c != ' ') digits += c;
-  for (size_t i = 0; i + 1 < digits.size(); i += 2)
-    out.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-  return out;
-}
 inline std::string ToHex(const BYTE* data, size_t size) {
   std::string out;
   char octet[4];
@@ -48,11 +41,6 @@ inline IdentObj Obj(const Bytes& bytes) {
   return IdentObj(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 inline Bytes ToBytes(const IdentObj& object) { return Bytes(object.data(), object.data() + object.size()); }
-inline Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
-  return out;
-}
 inline DWORD Size(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 inline std::vector<std::string> HexList(const std::list<IdentObj>& items) {
   std::vector<std::string> out;

@@ -36,7 +36,7 @@ class DecryptContentTest : public ::testing::Test {
   }
   EncryptedContentInfo InFile(const Bytes& message) {
     const std::string path = dir_.Path("message" + std::to_string(++files_));
-    WriteFileBytes(path, Cat({Bytes(kJunk, 0xEE), message}));
+    WriteBytes(path, Cat({Bytes(kJunk, 0xEE), message}));
     CTOOFile file(path.c_str(), "rb");
     EXPECT_EQ(0, file.Seek(kJunk, SEEK_SET));
     EncryptedContentInfo eci;
@@ -60,7 +60,7 @@ class DecryptContentTest : public ::testing::Test {
     const std::string path = dir_.Path("plain" + std::to_string(++files_));
     ToSignStruct out = FileOut(path);
     *ok = DecryptContent(Ready(), eci, out);
-    return ReadFileBytes(path);
+    return ReadBytes(path);
   }
 
   ProviderHandle prov_;
@@ -89,7 +89,7 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     const std::string path = dir_.Path("walk");
     ToSignStruct out = FileOut(path);
     ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusCorrupt);
-    EXPECT_EQ(Padded(plain), ReadFileBytes(path));
+    EXPECT_EQ(Padded(plain), ReadBytes(path));
     memory.contentLength = memory.encryptedContent.size();  // a clean end
     EXPECT_EQ(Padded(plain), ToFile(memory, &ok));
     EXPECT_TRUE(ok);

@@ -57,7 +57,7 @@ class GetEncryptionKeyTest : public ::testing::Test {
   }
   // With keySpec 0 the certificate has no key-provider property.
   const CERT_CONTEXT* NewCertificate(DWORD keySpec) {
-    const Bytes der = ReadFileBytes(TestData("decrypt/recipient.cer"));
+    const Bytes der = ReadBytes(TestData("decrypt/recipient.cer"));
     const CERT_CONTEXT* cert =
         CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(), Size(der));
     if (!cert) return nullptr;

@@ -23,7 +23,7 @@ Bytes Standard() {
 class EnvelopedDataTest : public ::testing::Test {
  protected:
   CTOOFile Stage(const Bytes& bytes, const Bytes& prefix = {}) {
-    WriteFileBytes(path_, Cat({prefix, bytes}));
+    WriteBytes(path_, Cat({prefix, bytes}));
     CTOOFile file(path_.c_str(), "rb");
     file.Seek(static_cast<long>(prefix.size()), SEEK_SET);
     return file;
@@ -35,7 +35,7 @@ class EnvelopedDataTest : public ::testing::Test {
       CTOOFile out(path.c_str(), "wb");
       EXPECT_NE(object.WriteObject(out), 0u);
     }
-    return ReadFileBytes(path);
+    return ReadBytes(path);
   }
   TempDir dir_;
   const std::string path_ = dir_.Path("msg.der");
@@ -201,7 +201,7 @@ TEST_F(EnvelopedDataTest, OwnContentFileAndCopies) {
     EXPECT_EQ(error, static_cast<int>(StatusToWin32(156)));
     ExpectThrowsStatus([&] { source.WriteObject(out); }, 156, "EnvelopedData::WriteObject");
   }
-  EXPECT_EQ(ReadFileBytes(path_), message);
+  EXPECT_EQ(ReadBytes(path_), message);
   EnvelopedData copy(source), target;
   EXPECT_EQ(copy.recipientInfos.size(), 2u);
   int error = 0;  // the content file is lost with the name

@@ -21,7 +21,10 @@ constexpr ALG_ID kCalgGost28147 = 0x661E;
 constexpr char kAes128Oid[] = "2.16.840.1.101.3.4.1.2";
 constexpr char kGost28147Oid[] = "1.2.643.2.2.21";
 
+using cmskit_testing::ReadBytes;
+using cmskit_testing::TestData;
 using cmskit_testing::Tlv;
+using cmskit_testing::WriteBytes;
 
 inline Bytes DataOid() { return Hex("06 09 2A 86 48 86 F7 0D 01 07 01"); }
 inline Bytes EnvelopedOid() { return Hex("06 09 2A 86 48 86 F7 0D 01 07 03"); }
@@ -32,15 +35,6 @@ inline Bytes RsaAlgorithm() { return Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01
 inline Bytes IssuerName() {
   return Tlv(0x30, Tlv(0x31, Tlv(0x30, Cat({Hex("06 03 55 04 03"), Tlv(0x13, Hex("436172 6C525341"))}))));
 }
-
-inline Bytes ReadFileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-inline void WriteFileBytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-inline std::string TestData(const std::string& name) { return std::string(CMSKIT_TEST_DATA) + "/" + name; }
 
 class TempDir {
  public:

@@ -16,7 +16,7 @@ TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
   TempDir dir;
   for (const auto& [name, serial, offset, length] : kVectors) {
     SCOPED_TRACE(name);
-    const Bytes message = ReadFileBytes(Vector(name));
+    const Bytes message = ReadBytes(Vector(name));
     EnvelopedData inMemory, fromFile;
     int error = -1;
     EXPECT_EQ(inMemory.ReadObject(message.data(), Size(message), &error), message.size());
@@ -36,7 +36,7 @@ TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
       CTOOFile out(dir.Path("copy.der").c_str(), "wb");
       EXPECT_EQ(fromFile.WriteObject(out, &error), message.size());
     }
-    EXPECT_EQ(ReadFileBytes(dir.Path("copy.der")), message);
+    EXPECT_EQ(ReadBytes(dir.Path("copy.der")), message);
   }
 }
 
@@ -44,7 +44,7 @@ TEST(EnvelopedVectors, KeyTransportMessagesReadAndWriteBack) {
 TEST(EnvelopedVectors, OtherRecipientKindsFailWithTheirVersion) {
   for (const char* name : {"rfc4490_9.2_enveloped_keyagree.der", "EnvelopedKARI_256.der",
                            "EnvelopedKARI_512.der", "rfc4134_5.2.bin"}) {
-    const Bytes message = ReadFileBytes(Vector(name));
+    const Bytes message = ReadBytes(Vector(name));
     EnvelopedData data;
     int error = 0;
     data.ReadObject(message.data(), Size(message), &error);

@@ -67,7 +67,7 @@ TEST(CertificateTest, SerialNumbersKeepTheirSignOctet) {
   ASSERT_TRUE(
       Shell("openssl req -x509 -newkey rsa:1024 -nodes -subj /CN=abc -set_serial 0xFF01 -days 1 -keyout " +
             dir.Path("key.pem") + " -outform DER -out " + dir.Path("cert.der")));
-  PCCERT_CONTEXT cert = Create(ReadFileBytes(dir.Path("cert.der")));
+  PCCERT_CONTEXT cert = Create(ReadBytes(dir.Path("cert.der")));
   ASSERT_NE(nullptr, cert);
   EXPECT_EQ(Hex("01 FF 00"), BlobBytes(cert->pCertInfo->SerialNumber));
   EXPECT_EQ(CommonName(0x0C, "abc"), BlobBytes(cert->pCertInfo->Issuer));

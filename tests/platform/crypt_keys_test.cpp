@@ -33,10 +33,10 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
     for (size_t size : {0, 1, 4095, 10000}) {
       SCOPED_TRACE(std::string(cipher.encOptions) + " " + std::to_string(size));
       const Bytes plain = Pattern(size, 3);
-      WriteFileBytes(dir_.Path("plain"), plain);
+      WriteBytes(dir_.Path("plain"), plain);
       ASSERT_TRUE(Shell(std::string("openssl enc -e ") + cipher.encOptions + " -K " + HexArg(key) + " -iv " +
                         HexArg(iv) + " -in " + dir_.Path("plain") + " -out " + dir_.Path("cipher")));
-      const Bytes encrypted = ReadFileBytes(dir_.Path("cipher"));
+      const Bytes encrypted = ReadBytes(dir_.Path("cipher"));
       KeyHandle handle(MakeKey(cipher.algId, key, iv));
       Bytes whole = encrypted;
       DWORD length = Size(whole);

@@ -12,7 +12,7 @@ DWORD AcquireError(const std::string& container, DWORD type, DWORD flags = 0) {
 
 TEST(CryptProviderTest, KeyFilesAndContextsAcquireOrFailWithWindowsCodes) {
   TempDir dir;
-  WriteFileBytes(dir.Path("garbage"), Pattern(300, 41));
+  WriteBytes(dir.Path("garbage"), Pattern(300, 41));
   const std::string bob = DataFile("BobPrivRSAEncrypt.pri"), missing = dir.Path("missing");
   const struct {
     std::string container;
@@ -32,7 +32,7 @@ TEST(CryptProviderTest, KeyFilesAndContextsAcquireOrFailWithWindowsCodes) {
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
   // Wide names are UTF-8 paths.
   const std::string folder = dir.Path("");
-  WriteFileBytes(folder + "cl\xC3\xA9 \xE2\x82\xAC.pri", ReadFileBytes(bob));
+  WriteBytes(folder + "cl\xC3\xA9 \xE2\x82\xAC.pri", ReadBytes(bob));
   const std::wstring wide = std::wstring(folder.begin(), folder.end()) + L"cl\u00E9 \u20AC.pri";
   ProviderHandle prov;
   EXPECT_TRUE(CryptAcquireContextW(&prov.handle, wide.c_str(), nullptr, PROV_RSA_FULL, 0));

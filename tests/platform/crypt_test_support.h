@@ -14,7 +14,7 @@
 namespace cmskit::test {
 
 inline std::string DataFile(const std::string& name) { return TestData("crypt/" + name); }
-inline Bytes ReadData(const std::string& name) { return ReadFileBytes(DataFile(name)); }
+inline Bytes ReadData(const std::string& name) { return ReadBytes(DataFile(name)); }
 inline bool Shell(const std::string& command) {
   return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
