@@ -8,13 +8,12 @@
 #include "cmskit/asn_codec.h"
 #include "cmskit/asn_record.h"
 #include "cmskit/asn_types.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-void Require(bool condition) {
-  if (!condition) abort();
-}
+using fuzz::Require;
 
 uint64_t TotalSize(const std::list<IdentObj>& items) {
   uint64_t sum = 0;

@@ -16,27 +16,19 @@
 #include "files/base64.h"
 #include "files/base64_chars.h"
 #include "files/file_byte_source.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-void Require(bool condition) {
-  if (!condition) abort();
-}
+using fuzz::Require;
 
-const TOO::TEMPFOLDER& Folder() {
-  static const TOO::TEMPFOLDER folder(true);
-  return folder;
-}
+std::string Path(const char* name) { return fuzz::ScratchPath(name); }
 
-std::string Path(const char* name) { return std::string(Folder().c_str()) + "/" + name; }
-
-// Files are made afresh: truncating one in place can cost a disk flush.
 void Discard(const std::string& path) { std::remove(path.c_str()); }
 
 void WriteAll(const std::string& path, const std::string& bytes) {
-  Discard(path);
-  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  fuzz::WriteScratch(path, bytes.data(), bytes.size());
 }
 
 std::string ReadAll(const std::string& path) {

@@ -7,13 +7,12 @@
 
 #include "cmskit/status.h"
 #include "files/base64.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-void Require(bool condition) {
-  if (!condition) abort();
-}
+using fuzz::Require;
 
 // Decoding writes within the figure it reports, and fails only with 131.
 void FuzzDecode(const char* text, size_t length, DWORD flags) {

@@ -3,32 +3,22 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "cmskit/message_files.h"
 #include "cmskit/paths.h"
 #include "files/content_type.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-void Require(bool condition) {
-  if (!condition) abort();
-}
-
-const TOO::TEMPFOLDER& Folder() {
-  static const TOO::TEMPFOLDER folder(true);
-  return folder;
-}
+using fuzz::Require;
 
 void FuzzFile(const uint8_t* data, size_t size) {
-  const std::string path = std::string(Folder().c_str()) + "/message";
-  // Made afresh: truncating a file in place can cost a disk flush.
-  std::remove(path.c_str());
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  const std::string path = fuzz::ScratchPath("message");
+  fuzz::WriteScratch(path, data, size);
   const CmsFileType type = GetFileTypeByContent(path.c_str());
   Require(type >= CmsFileUnknown && type <= CmsFileSignedDetached);
   IsAsn1Binary(path.c_str());

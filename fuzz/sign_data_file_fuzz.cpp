@@ -3,46 +3,16 @@
 // taken out and the message streamed into another file.
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "cmskit/sign_data.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-using Bytes = std::vector<BYTE>;
-
-void Require(bool condition) {
-  if (!condition) abort();
-}
-
-// One private folder per fuzzing process, for the input and output files.
-const std::filesystem::path& WorkFolder() {
-  static const std::filesystem::path folder = [] {
-    std::random_device device;
-    std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("cmskit-fuzz-signdata-" + std::to_string(device()));
-    std::filesystem::create_directories(path);
-    return path;
-  }();
-  return folder;
-}
-
-bool WriteInput(const std::string& path, const uint8_t* data, size_t size) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  return static_cast<bool>(file);
-}
-
-Bytes ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using fuzz::Require;
 
 // When both writers succeed, their messages read back to the same parts.
 // (Their bytes may differ: for content of no octets the streaming writer
@@ -56,7 +26,7 @@ void CheckWriters(SignData& message, const std::string& outPath) {
   int error = 0;
   const IdentObj inMemory = message.WriteObject(&error);
   if (error != 0 || streamed == 0) return;
-  const Bytes file = ReadAll(outPath);
+  const IdentObj file = fuzz::ReadScratch(outPath);
   Require(file.size() == streamed);
   SignData fromFile;
   SignData fromMemory;
@@ -81,9 +51,8 @@ void CheckDetach(SignData& message) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace cmskit;
-  const std::string inPath = (WorkFolder() / "input.der").string();
-  const std::string outPath = (WorkFolder() / "output.der").string();
-  if (!WriteInput(inPath, data, size)) return 0;
+  const std::string inPath = fuzz::ScratchPath("input"), outPath = fuzz::ScratchPath("output");
+  fuzz::WriteScratch(inPath, data, size);
   SignData message;
   int error = 0;
   DWORD consumed = 0;

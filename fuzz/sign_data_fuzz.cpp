@@ -4,13 +4,12 @@
 #include <cstdlib>
 
 #include "cmskit/sign_data.h"
+#include "fuzz_util.h"
 
 namespace cmskit {
 namespace {
 
-void Require(bool condition) {
-  if (!condition) abort();
-}
+using fuzz::Require;
 
 // A message that was read and written again reads back to the same parts.
 void CheckRewrite(SignData& message) {
