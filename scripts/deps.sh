@@ -3,7 +3,7 @@
 # test cmskit64 on both legs. Does nothing when everything is present.
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgtest-dev googletest libbenchmark-dev libssl-dev openssl
-  libengine-gost-openssl nlohmann-json3-dev g++-mingw-w64-x86-64-posix wine wine64
+  libengine-gost-openssl nlohmann-json3-dev libcli11-dev g++-mingw-w64-x86-64-posix wine wine64
   clang-14 libclang-rt-14-dev time jq)
 missing=()
 for p in "${packages[@]}"; do
