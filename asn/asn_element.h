@@ -17,25 +17,24 @@ namespace cmskit {
 constexpr uint64_t kASNTMaxElement = 0xFFFFFFFFull;
 
 // Identifier plus length octets for a tag number and a definite length.
-uint32_t ASNTHeaderSize(uint32_t tagNumber, uint32_t contentLength);
+uint32_t ASNTHeaderSize(uint32_t tagNumber, uint64_t contentLength);
 
 // Writes identifier and length octets at `out` (room for ASNTHeaderSize
 // bytes); returns their count.
 uint32_t ASNTWriteHeader(BYTE* out, uint8_t tagClass, uint8_t constructed, uint32_t tagNumber,
-                         uint32_t contentLength);
+                         uint64_t contentLength);
 
 // Octets between the header and the contents.
 inline uint32_t ASNTHeaderLength(const ASNTElementInfo& info, const BYTE* data) {
   return static_cast<uint32_t>(info.contents - data);
 }
 
-// True when the element at `data` (header already parsed into `info`) is a
-// primitive one with an indefinite length: its contents end at a zero pair.
 // Identifier and definite length octets of any element, for writers that
-// stream the contents afterwards. Empty when the element could not be held
-// (contents of 4 GiB or more).
+// stream the contents afterwards; any 64-bit length.
 IdentObj ASNTEncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength);
 
+// True when the element at `data` (header already parsed into `info`) is a
+// primitive one with an indefinite length: its contents end at a zero pair.
 bool ASNTIsIndefinitePrimitive(const ASNTElementInfo& info, const BYTE* data);
 
 // The whole size of the element whose header `info` describes, 64-bit so a
@@ -44,11 +43,6 @@ bool ASNTIsIndefinitePrimitive(const ASNTElementInfo& info, const BYTE* data);
 // must be closed inside `size` bytes (206 otherwise). The result may exceed
 // `size` for a definite length: callers compare.
 int ASNTElementSize(const ASNTElementInfo& info, const BYTE* data, uint32_t size, uint64_t* total);
-
-// The walk behind ASNTGetIndefiniteLength. Sets *end to the bytes consumed
-// (never beyond `size`) and *closed when the outermost end-of-contents was
-// reached; returns a header status or 206 for nesting beyond kASNTMaxDepth.
-int ASNTWalkIndefinite(const BYTE* contents, uint32_t size, uint32_t* end, bool* closed);
 
 // Octets inside a buffer the caller keeps alive.
 struct ASNTSpan {

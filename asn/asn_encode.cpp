@@ -13,7 +13,7 @@ namespace {
 
 // Header and room for `length` contents octets; the contents are written by
 // the caller at the returned offset. Empty when the element cannot fit.
-IdentObj NewElement(const ASNTElementInfo& info, uint32_t length, bool headerOnly, uint32_t* header) {
+IdentObj NewElement(const ASNTElementInfo& info, uint64_t length, bool headerOnly, uint32_t* header) {
   *header = ASNTHeaderSize(info.tagNumber, length);
   const uint64_t total = uint64_t{*header} + (headerOnly ? 0 : length);
   if (total > kASNTMaxElement) return IdentObj();
@@ -88,10 +88,9 @@ bool IsStringType(uint32_t tagNumber) {
 }  // namespace
 
 IdentObj ASNTEncodeHeader(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
-  if (contentLength >= kASNTMaxElement) return IdentObj();
   const ASNTElementInfo info{tagClass, constructed, tagNumber, 0, nullptr};
   uint32_t header = 0;
-  return NewElement(info, static_cast<uint32_t>(contentLength), true, &header);
+  return NewElement(info, contentLength, true, &header);
 }
 
 IdentObj ASNTEncodeElement(const ASNTElementInfo& info, const void* value, DWORD valueLength) {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "asn/asn_element.h"
-#include "asn/asn_file_header.h"
+#include "asn/asn_reader.h"
 #include "cmskit/asn_record.h"
 #include "cmskit/status.h"
 #include "tools/boundary.h"
@@ -19,6 +19,27 @@ constexpr DWORD kUnknownOffset = 0xFFFFFFFF;
 // Throws the status: the record's bodies run under CatchStatus.
 void Fail(int code) {
   if (code != 0) throw XTOOStatus(static_cast<uint32_t>(code), kRoutine, false);
+}
+
+// A record takes one element from a file and goes: it reads ahead no more
+// than a header.
+constexpr uint64_t kRecordWindow = 16;
+
+// The header at the file's position. `offset` is that position when the
+// caller knows it: one at or past the end is status 37.
+int ReadHeaderAt(ASNTReader& reader, CTOOFile& file, DWORD offset, ASNTHeader& header) {
+  if (reader.Status() != 0) return reader.Status();
+  const int64_t position = file.Tell64();
+  if (position < 0) return kStatusTell;
+  if (offset != kUnknownOffset && offset >= reader.End()) return kStatusTruncated;
+  return reader.ReadHeader(static_cast<uint64_t>(position), header);
+}
+
+int ReadFileHeader(CTOOFile& file, DWORD offset, ASNTHeader& header) {
+  ASNTReader reader(file, kASNTFileForm, kRecordWindow);
+  int code = ReadHeaderAt(reader, file, offset, header);
+  if (code == 0) code = reader.Leave(header.ContentsStart());
+  return code;
 }
 
 }  // namespace
@@ -71,11 +92,11 @@ DWORD CASNTBaseRecord::ReadASNInfo(const BYTE* data, DWORD size, int* status) {
 }
 
 DWORD CASNTBaseRecord::ReadASNInfo(CTOOFile& file, DWORD offset, int* status) {
-  ASNTFileHeader header;
-  const int code = CatchStatus([&] { Fail(ASNTReadFileHeader(file, offset, &header)); });
-  info = code == 0 ? header.info : ASNTElementInfo{};
+  ASNTHeader header;
+  const int code = ReadFileHeader(file, offset, header);
+  info = code == 0 ? header.Info(nullptr) : ASNTElementInfo{};
   ReportStatus(status, code, kRoutine);
-  return code == 0 ? header.length : 0;
+  return code == 0 ? header.size : 0;
 }
 
 DWORD CASNTBaseRecord::ReadFromMemory(const BYTE* data, DWORD size, int* status) {
@@ -99,11 +120,20 @@ DWORD CASNTBaseRecord::ReadFromFile(CTOOFile& file, DWORD offset, int* status) {
   Reset();
   uint32_t total = 0;
   const int code = CatchStatus([&] {
-    ASNTFileHeader header;
-    Fail(ASNTReadFileHeader(file, offset, &header));
-    Fail(ASNTReadFileElement(file, header, &encoded));
-    info = header.info;
-    RebaseInfo(header.length);
+    ASNTReader reader(file, kASNTFileForm, kRecordWindow);
+    ASNTHeader header;
+    Fail(ReadHeaderAt(reader, file, offset, header));
+    uint64_t size = 0;
+    if (header.indefinite) {
+      Fail(reader.ElementSize(header, size));
+    } else {
+      // The contents must be there to be read whole.
+      if (header.length > reader.End() - header.ContentsStart()) Fail(kStatusReadError);
+      size = header.size + header.length;
+    }
+    Fail(reader.ReadBytes(header.start, size, encoded));
+    Fail(reader.Leave(header.start + size));
+    info = header.Info(encoded.data());
     total = encoded.size();
   });
   if (code != 0) Reset();
@@ -172,7 +202,8 @@ DWORD CASNTBaseRecord::WriteToFile(CTOOFile& file, DWORD offset, int* status) {
   DWORD written = 0;
   const int code = CatchStatus([&] {
     if (offset != kUnknownOffset) {
-      if (offset > ASNTFileLength(file)) Fail(kStatusTruncated);
+      const uint64_t length = file.GetLength64();
+      if (file.IsError() || offset > length) Fail(kStatusTruncated);
       if (file.Seek(static_cast<long>(offset), SEEK_SET) != 0) Fail(kStatusTruncated);
     }
     IdentObj bytes;

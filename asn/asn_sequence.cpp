@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "asn/asn_element.h"
+#include "asn/asn_reader.h"
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
 #include "tools/boundary.h"
@@ -38,51 +39,54 @@ IdentObj SequenceElement(const std::list<IdentObj>& items, DWORD tagNumber, bool
   return element;
 }
 
-// Header and total size of the element at `data`, which must end within
-// `limit` bytes; the failure status otherwise.
-int LocateChild(const BYTE* data, uint32_t limit, uint32_t* total) {
-  ASNTElementInfo info;
-  int code = ASNTReadHeader(info, data, limit);
-  if (code != 0) return code;
+// Size of the element at `position`, which must end inside the reader.
+int LocateChild(ASNTReader& reader, uint64_t position, uint32_t* total) {
+  ASNTHeader header;
+  int code = reader.ReadHeader(position, header);
   uint64_t size = 0;
-  code = ASNTElementSize(info, data, limit, &size);
-  if (code != 0) return code;
-  if (size > limit) return kStatusCorrupt;
-  *total = static_cast<uint32_t>(size);
-  return 0;
+  if (code == 0) code = reader.ElementSize(header, size);
+  if (code == 0) *total = static_cast<uint32_t>(size);
+  return code;
 }
 
 // Walks the children of the constructed element at `data`, handing each
 // whole child to `take`; `*consumed` follows the position so a failure still
-// tells how far the walk came.
+// tells how far the walk came. The children of an indefinite-length element
+// are taken as they come, so those read before a missing end-of-contents
+// are kept.
 template <class Take>
 int ReadSequence(const BYTE* data, uint32_t size, uint32_t* consumed, Take&& take) {
-  ASNTElementInfo outer;
-  int code = ASNTReadHeader(outer, data, size);
+  ASNTReader reader(data, size, kASNTMemoryForm);
+  ASNTHeader outer;
+  int code = reader.ReadHeader(0, outer);
   if (code != 0) return code;
   if (!outer.constructed) return kStatusBadTag;
-  const bool indefinite = outer.length == kASNTIndefinite;
-  uint64_t total = 0;
-  code = ASNTElementSize(outer, data, size, &total);
-  if (code != 0) return code;
-  if (total > size) return kStatusCorrupt;
-  const uint32_t end = static_cast<uint32_t>(indefinite ? total - 2 : total);
-  uint32_t position = ASNTHeaderLength(outer, data);
+  uint32_t position = outer.size;
   *consumed = position;
-  while (position < end) {
-    if (indefinite && ASNTIsEndOfContents(data, position, end)) break;
+  if (!outer.indefinite) {
+    if (outer.length > size - position) return kStatusCorrupt;
+    const uint32_t end = position + static_cast<uint32_t>(outer.length);
+    ASNTReader inside(data, end, kASNTMemoryForm);
+    while (position < end) {
+      uint32_t child = 0;
+      code = LocateChild(inside, position, &child);
+      if (code != 0) return code;
+      take(data + position, child);
+      position += child;
+      *consumed = position;
+    }
+    return 0;
+  }
+  while (!ASNTIsEndOfContents(data, position, size)) {
+    if (position >= size) return kStatusCorrupt;
     uint32_t child = 0;
-    code = LocateChild(data + position, end - position, &child);
+    code = LocateChild(reader, position, &child);
     if (code != 0) return code;
     take(data + position, child);
     position += child;
     *consumed = position;
   }
-  if (indefinite) {
-    if (!ASNTIsEndOfContents(data, position, size)) return kStatusCorrupt;
-    position += 2;
-  }
-  *consumed = position;
+  *consumed = position + 2;
   return 0;
 }
 
@@ -122,13 +126,15 @@ int ASNTSplitSpans(const BYTE* data, uint32_t size, std::vector<ASNTSpan>& out) 
 
 int ASNTSplitElements(std::list<IdentObj>& out, const BYTE* data, DWORD size) {
   out.clear();
+  ASNTReader reader(data, size, kASNTMemoryForm);
   uint32_t position = 0;
   while (position < size) {
-    ASNTElementInfo info;
-    int code = ASNTReadHeader(info, data + position, size - position);
-    if (code == 0 && info.length == 0) return 0;  // taken as an end-of-contents marker
+    ASNTHeader header;
+    int code = reader.ReadHeader(position, header);
+    if (code == 0 && !header.indefinite && header.length == 0)
+      return 0;  // taken as an end-of-contents marker
     uint32_t child = 0;
-    if (code == 0) code = LocateChild(data + position, size - position, &child);
+    if (code == 0) code = LocateChild(reader, position, &child);
     if (code != 0) {
       out.clear();
       return code;

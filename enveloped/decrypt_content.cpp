@@ -12,7 +12,7 @@
 #include "cmskit/asn_record.h"
 #include "cmskit/key_transport.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "platform/win32.h"
 
 namespace cmskit {
@@ -83,7 +83,7 @@ void TakeValue(CASNTBaseRecord& piece, IdentObj& work) {
   const uint64_t header = static_cast<uint64_t>(info.contents - encoded.data());
   uint64_t length = info.length;
   if (info.length == kASNTIndefinite) length = encoded.size() - header >= 2 ? encoded.size() - header - 2 : 0;
-  if (header + length > encoded.size()) RaiseStatus(kStatusCorrupt, kOrigin);
+  if (header + length > encoded.size()) ASNTRaise(kStatusCorrupt, kOrigin);
   work.SetData(info.contents, static_cast<uint32_t>(length));
 }
 

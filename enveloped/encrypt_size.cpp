@@ -2,9 +2,10 @@
 // size their buffers beforehand.
 #include <list>
 
+#include "asn/asn_element.h"
 #include "cmskit/encrypted_content_info.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "enveloped/key_params.h"
 #include "tools/boundary.h"
 
@@ -33,21 +34,22 @@ uint64_t GostAlgorithmLength(const IdentObj& iv, const IdentObj& paramSet) {
   const ASNAlgorithmIdentifier algorithm(kGost28147Oid, EncodeGostParameters(iv, paramSet));
   int status = 0;
   const IdentObj encoded = algorithm.WriteData(&status);
-  if (status != 0) RaiseStatus(status, kOrigin);
+  if (status != 0) ASNTRaise(status, kOrigin);
   return encoded.size();
 }
 
 uint64_t Measure(const EncryptedContentInfo& info, const IdentObj& iv, const IdentObj& paramSet,
                  uint64_t contentSize) {
-  uint64_t inner = EncodeObjectId(info.contentType.c_str(), kOrigin).size();
+  uint64_t inner = ASNTBuildOid(info.contentType.c_str(), info.contentType.GetLength(), kOrigin).size();
   inner += GostAlgorithmLength(iv, paramSet);
   if (contentSize != 0) {
     const uint8_t constructed =
         (info.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : kASNTPrimitive;
-    inner += EncodeHeader(kASNTContext, constructed, 0, contentSize).size() + contentSize;
+    inner += ASNTEncodeHeader(kASNTContext, constructed, 0, contentSize).size() + contentSize;
   }
-  const uint64_t total = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner).size() + inner;
-  if (total > 0xFFFFFFFFull) RaiseStatus(kStatusCorrupt, kOrigin);
+  const uint64_t total =
+      ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner).size() + inner;
+  if (total > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kOrigin);
   return total;
 }
 

@@ -4,11 +4,12 @@
 #include <initializer_list>
 #include <list>
 
+#include "asn/asn_element.h"
 #include "cmskit/asn_codec.h"
 #include "cmskit/encrypted_content_info.h"
 #include "cmskit/status.h"
-#include "enveloped/element_source.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -19,7 +20,7 @@ constexpr char kReadOrigin[] = "EncryptedContentInfo::ReadObject";
 constexpr char kWriteOrigin[] = "EncryptedContentInfo::WriteObject";
 constexpr uint32_t kCopyBlock = 4096;
 
-void ReadAlgorithm(ElementSource& source, ASNAlgorithmIdentifier& algorithm) {
+void ReadAlgorithm(EnvelopedSource& source, ASNAlgorithmIdentifier& algorithm) {
   const IdentObj element = source.ReadElement();
   int status = 0;
   algorithm.ReadData(element.data(), element.size(), &status);
@@ -27,18 +28,20 @@ void ReadAlgorithm(ElementSource& source, ASNAlgorithmIdentifier& algorithm) {
 }
 
 // Whether an element may follow the algorithm inside the outer SEQUENCE.
-bool MayHoldContent(ElementSource& source, const ElementHeader& outer) {
-  if (outer.IsIndefinite()) return true;
-  return source.Position() < outer.start + outer.headerLength + outer.info.length;
+bool MayHoldContent(const EnvelopedSource& source, const ASNTHeader& outer) {
+  if (outer.indefinite) return true;
+  return source.Position() < outer.ContentsStart() + outer.length;
 }
 
-void LocateContent(ElementSource& source, EncryptedContentInfo& target, const ElementHeader& outer) {
+// Leaves the file after the [0] element, or where the element that is not
+// [0] begins, so that whoever reads on finds its header again. An indefinite
+// SEQUENCE's own end-of-contents octets are such an element.
+void LocateContent(EnvelopedSource& source, EncryptedContentInfo& target, const ASNTHeader& outer) {
   target.contentOffset = 0;
   target.contentLength = 0;
   if (!MayHoldContent(source, outer)) return;
-  const ElementHeader next = source.ReadHeader();
-  if (!IsContext(next.info, 0)) {
-    // Not ours: whoever reads on finds this header again.
+  const ASNTHeader next = source.ReadHeader();
+  if (!next.Is(kASNTContext, 0)) {
     source.SeekTo(next.start);
     return;
   }
@@ -47,43 +50,36 @@ void LocateContent(ElementSource& source, EncryptedContentInfo& target, const El
   target.contentOffset = static_cast<DWORD>(offset);
   target.contentLength = static_cast<DWORD>(length);
   target.encryptedContent.Clear();
-  if (next.info.constructed) target.flags |= EncryptedContentInfo::kContentConstructed;
+  if (next.constructed) target.flags |= EncryptedContentInfo::kContentConstructed;
   source.SeekTo(offset + length);
 }
 
-// An indefinite-length EncryptedContentInfo is consumed with its own end-of-
-// contents octets, as the memory reader consumes them.
-void CloseIndefinite(ElementSource& source, const ElementHeader& outer) {
-  if (!outer.IsIndefinite()) return;
-  if (!source.ReadHeader().IsEndOfContents()) source.Fail(kStatusCorrupt);
-}
-
 DWORD ParseFromFile(EncryptedContentInfo& target, const CTOOFile& file) {
-  FileElementSource source(file, kReadOrigin);
+  EnvelopedSource source(file, kReadOrigin);
   target.fileName = file.GetFileName();
   const uint64_t begin = source.Position();
   // The codes are swapped relative to the memory reader on purpose: callers
   // tell the two readers apart by them.
-  const ElementHeader outer = source.ReadHeader();
-  if (!IsUniversal(outer.info, kASNTSequence)) source.Fail(kStatusBadTag);
-  const IdentObj type = DecodePrimitive(source.ReadElement(), kASNTObjectId, kStatusCorrupt, kReadOrigin);
+  const ASNTHeader outer = source.ReadHeader();
+  if (!outer.Is(kASNTUniversal, kASNTSequence)) source.Fail(kStatusBadTag);
+  const IdentObj type = ASNTDecodePrimitive(source.ReadElement(), kASNTObjectId, kStatusCorrupt, kReadOrigin);
   target.contentType.Assign(reinterpret_cast<const char*>(type.data()), type.size());
   ReadAlgorithm(source, target.contentEncryptionAlgorithm);
   target.flags = EncryptedContentInfo::kContentInFile;
   LocateContent(source, target, outer);
-  CloseIndefinite(source, outer);
+  source.Finish();
   return static_cast<DWORD>(source.Position() - begin);
 }
 
 void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
   CTOOFile input(source.fileName.c_str(), "rbc");
   if (!input.IsOpen() || input.Seek(static_cast<long>(source.contentOffset), SEEK_SET) != 0)
-    RaiseStatus(kStatusReadError, kWriteOrigin);
+    ASNTRaise(kStatusReadError, kWriteOrigin);
   BYTE block[kCopyBlock];
   for (uint32_t left = source.contentLength; left != 0;) {
     const uint32_t count = left < kCopyBlock ? left : kCopyBlock;
-    if (input.Read(block, count) != count) RaiseStatus(kStatusReadError, kWriteOrigin);
-    if (target.Write(block, count) != count) RaiseStatus(kStatusWriteError, kWriteOrigin);
+    if (input.Read(block, count) != count) ASNTRaise(kStatusReadError, kWriteOrigin);
+    if (target.Write(block, count) != count) ASNTRaise(kStatusWriteError, kWriteOrigin);
     left -= count;
   }
 }
@@ -91,19 +87,20 @@ void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
 DWORD StreamToFile(const EncryptedContentInfo& source, CTOOFile& file) {
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
   const uint64_t contentLength = inFile ? source.contentLength : source.encryptedContent.size();
-  const IdentObj type = EncodeObjectId(source.contentType.c_str(), kWriteOrigin);
+  const IdentObj type =
+      ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin);
   int status = 0;
   const IdentObj algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
-  if (status != 0) RaiseStatus(status, kWriteOrigin);
+  if (status != 0) ASNTRaise(status, kWriteOrigin);
   IdentObj contentHeader;
   if (contentLength != 0) {
     const uint8_t constructed =
         (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
-    contentHeader = EncodeHeader(kASNTContext, constructed, 0, contentLength);
+    contentHeader = ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength);
   }
   const uint64_t inner = type.size() + algorithm.size() + contentHeader.size() + contentLength;
-  const IdentObj header = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
-  if (header.size() + inner > 0xFFFFFFFFull) RaiseStatus(kStatusCorrupt, kWriteOrigin);
+  const IdentObj header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
+  if (header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kWriteOrigin);
 
   for (const IdentObj* piece :
        std::initializer_list<const IdentObj*>{&header, &type, &algorithm, &contentHeader})

@@ -2,9 +2,10 @@
 
 #include <list>
 
+#include "asn/asn_element.h"
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -28,8 +29,8 @@ void CopyContentFields(EncryptedContentInfo& target, const EncryptedContentInfo&
 // third place is ignored.
 void TakeContent(EncryptedContentInfo& target, const IdentObj& child) {
   uint32_t headerLength = 0;
-  const ASNTElementInfo info = ReadElementHeader(child, headerLength, kReadOrigin);
-  if (!IsContext(info, 0)) return;
+  const ASNTElementInfo info = ASNTWholeHeader(child, headerLength, kReadOrigin);
+  if (!ASNTIsContext(info, 0)) return;
   // The child was cut out whole: for an indefinite length its end-of-
   // contents octets stay with the stored octets.
   const uint32_t available = child.size() - headerLength;
@@ -47,31 +48,31 @@ DWORD ParseFromMemory(EncryptedContentInfo& target, const BYTE* data, DWORD size
   std::list<IdentObj> children;
   int status = 0;
   const DWORD consumed = ASNTGetSequence(children, data, size, &status);
-  if (status != 0) RaiseStatus(status, kReadOrigin);
-  if (consumed == 0 || children.size() < 2 || children.size() > 3) RaiseStatus(kStatusCorrupt, kReadOrigin);
+  if (status != 0) ASNTRaise(status, kReadOrigin);
+  if (consumed == 0 || children.size() < 2 || children.size() > 3) ASNTRaise(kStatusCorrupt, kReadOrigin);
 
   auto child = children.begin();
-  const IdentObj type = DecodePrimitive(*child, kASNTObjectId, kStatusBadTag, kReadOrigin);
+  const IdentObj type = ASNTDecodePrimitive(*child, kASNTObjectId, kStatusBadTag, kReadOrigin);
   target.contentType.Assign(reinterpret_cast<const char*>(type.data()), type.size());
   ++child;
   target.contentEncryptionAlgorithm.ReadData(child->data(), child->size(), &status);
-  if (status != 0) RaiseStatus(status, kReadOrigin);
+  if (status != 0) ASNTRaise(status, kReadOrigin);
   if (++child != children.end()) TakeContent(target, *child);
   return consumed;
 }
 
 IdentObj LoadFileContent(const EncryptedContentInfo& source) {
   CTOOFile file(source.fileName.c_str(), "rbc");
-  if (!file.IsOpen()) RaiseStatus(file.GetStatus() != 0 ? file.GetStatus() : kStatusOpenFailed, kWriteOrigin);
+  if (!file.IsOpen()) ASNTRaise(file.GetStatus() != 0 ? file.GetStatus() : kStatusOpenFailed, kWriteOrigin);
   const uint32_t fileLength = file.GetLength();
-  if (file.IsError()) RaiseStatus(file.GetStatus(), kWriteOrigin);
+  if (file.IsError()) ASNTRaise(file.GetStatus(), kWriteOrigin);
   if (source.contentOffset > fileLength || fileLength - source.contentOffset < source.contentLength)
-    RaiseStatus(kStatusBadArgument, kWriteOrigin);
+    ASNTRaise(kStatusBadArgument, kWriteOrigin);
   IdentObj content;
   content.Allocate(source.contentLength);
   if (file.Seek(static_cast<long>(source.contentOffset), SEEK_SET) != 0 ||
       file.Read(content.data(), source.contentLength) != source.contentLength)
-    RaiseStatus(kStatusReadError, kWriteOrigin);
+    ASNTRaise(kStatusReadError, kWriteOrigin);
   return content;
 }
 
@@ -82,31 +83,32 @@ IdentObj BuildEncoding(const EncryptedContentInfo& source) {
   const IdentObj& content = inFile ? fileContent : source.encryptedContent;
 
   std::list<IdentObj> items;
-  items.push_back(EncodeObjectId(source.contentType.c_str(), kWriteOrigin));
+  items.push_back(ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin));
   int status = 0;
   items.push_back(source.contentEncryptionAlgorithm.WriteData(&status));
-  if (status != 0) RaiseStatus(status, kWriteOrigin);
+  if (status != 0) ASNTRaise(status, kWriteOrigin);
   if (!content.IsEmpty()) {
     const uint8_t constructed =
         (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
     const ASNTElementInfo info{kASNTContext, constructed, 0, 0, nullptr};
     items.push_back(ASNTEncodeElement(info, content.data(), content.size()));
   }
-  return EncodeSequence(items, kASNTSequence, kWriteOrigin);
+  return ASNTBuildSequence(items, kASNTSequence, kWriteOrigin);
 }
 
 uint64_t MeasureEncoding(const EncryptedContentInfo& source) {
   const uint64_t contentLength = (source.flags & EncryptedContentInfo::kContentInFile)
                                      ? source.contentLength
                                      : source.encryptedContent.size();
-  uint64_t total = EncodeObjectId(source.contentType.c_str(), kWriteOrigin).size();
+  uint64_t total =
+      ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin).size();
   total += source.contentEncryptionAlgorithm.GetWriteSize();
   if (contentLength != 0) {
     const uint8_t constructed =
         (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
-    total += EncodeHeader(kASNTContext, constructed, 0, contentLength).size() + contentLength;
+    total += ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength).size() + contentLength;
   }
-  return total + EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, total).size();
+  return total + ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, total).size();
 }
 
 }  // namespace

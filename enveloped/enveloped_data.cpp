@@ -3,10 +3,10 @@
 #include <list>
 
 #include "cmskit/asn_codec.h"
-#include "enveloped/element_source.h"
-#include "enveloped/element_tools.h"
 #include "enveloped/enveloped_data_parts.h"
 #include "enveloped/enveloped_data_reader.h"
+#include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -26,9 +26,9 @@ IdentObj BuildMessage(EnvelopedData& source) {
   fields.push_back(parts.recipients);
   fields.push_back(content);
   if (!parts.attributes.IsEmpty()) fields.push_back(parts.attributes);
-  const IdentObj enveloped = EncodeSequence(fields, kASNTSequence, kWriteOrigin);
-  const std::list<IdentObj> outer{parts.contentType, WrapExplicit(0, enveloped)};
-  return EncodeSequence(outer, kASNTSequence, kWriteOrigin);
+  const IdentObj enveloped = ASNTBuildSequence(fields, kASNTSequence, kWriteOrigin);
+  const std::list<IdentObj> outer{parts.contentType, ASNTWrapExplicit(0, enveloped)};
+  return ASNTBuildSequence(outer, kASNTSequence, kWriteOrigin);
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ EnvelopedData& EnvelopedData::operator=(const EnvelopedData& other) {
 EnvelopedData::~EnvelopedData() = default;
 
 DWORD EnvelopedData::ReadObject(const BYTE* data, DWORD size, int* pError) {
-  MemoryElementSource source(data, size, kReadOrigin);
+  EnvelopedSource source(data, size, kReadOrigin);
   return ReadEnvelopedDataAt(*this, source, pError);
 }
 

@@ -1,13 +1,14 @@
 // EnvelopedData through files: the reader leaves the encrypted content in
 // its file; the writer computes every length in advance and streams the
 // content from its source file.
+#include "asn/asn_element.h"
 #include "cmskit/asn_codec.h"
 #include "cmskit/enveloped_data.h"
 #include "cmskit/status.h"
-#include "enveloped/element_source.h"
-#include "enveloped/element_tools.h"
 #include "enveloped/enveloped_data_parts.h"
 #include "enveloped/enveloped_data_reader.h"
+#include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_support.h"
 #include "platform/win32.h"
 #include "tools/boundary.h"
 
@@ -22,31 +23,31 @@ constexpr char kWriteOrigin[] = "EnvelopedData::WriteObject";
 void RefuseOwnContentFile(const EnvelopedData& source, const CTOOFile& file) {
   const EncryptedContentInfo& content = source.encryptedContentInfo;
   if (!(content.flags & EncryptedContentInfo::kContentInFile)) return;
-  if (_stricmp(content.fileName.c_str(), file.GetFileName()) == 0) RaiseStatus(kStatusSameFile, kWriteOrigin);
+  if (_stricmp(content.fileName.c_str(), file.GetFileName()) == 0) ASNTRaise(kStatusSameFile, kWriteOrigin);
 }
 
 DWORD StreamMessage(const EnvelopedData& source, CTOOFile& file) {
   RefuseOwnContentFile(source, file);
   const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
   const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize();
-  if (contentSize == 0) RaiseStatus(kStatusCorrupt, kWriteOrigin);
+  if (contentSize == 0) ASNTRaise(kStatusCorrupt, kWriteOrigin);
 
   const uint64_t innerLength = uint64_t{parts.version.size()} + parts.originator.size() +
                                parts.recipients.size() + contentSize + parts.attributes.size();
-  const IdentObj innerHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, innerLength);
+  const IdentObj innerHeader = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, innerLength);
   const uint64_t wrapperLength = innerHeader.size() + innerLength;
-  const IdentObj wrapperHeader = EncodeHeader(kASNTContext, kASNTConstructed, 0, wrapperLength);
+  const IdentObj wrapperHeader = ASNTEncodeHeader(kASNTContext, kASNTConstructed, 0, wrapperLength);
   const uint64_t outerLength = parts.contentType.size() + wrapperHeader.size() + wrapperLength;
-  const IdentObj outerHeader = EncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, outerLength);
+  const IdentObj outerHeader = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, outerLength);
   const uint64_t total = outerHeader.size() + outerLength;
-  if (total > 0xFFFFFFFFull) RaiseStatus(kStatusCorrupt, kWriteOrigin);
+  if (total > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kWriteOrigin);
 
   for (const IdentObj* piece : {&outerHeader, &parts.contentType, &wrapperHeader, &innerHeader,
                                 &parts.version, &parts.originator, &parts.recipients})
     WriteBytes(file, *piece, kWriteOrigin);
   const DWORD written = source.encryptedContentInfo.WriteObject(file);
   if (written == 0) RaiseLastError(kWriteOrigin);
-  if (written != contentSize) RaiseStatus(kStatusWriteError, kWriteOrigin);
+  if (written != contentSize) ASNTRaise(kStatusWriteError, kWriteOrigin);
   WriteBytes(file, parts.attributes, kWriteOrigin);
   return static_cast<DWORD>(total);
 }
@@ -54,7 +55,7 @@ DWORD StreamMessage(const EnvelopedData& source, CTOOFile& file) {
 }  // namespace
 
 DWORD EnvelopedData::ReadObject(const CTOOFile& file, int* pError) {
-  FileElementSource source(file, kReadOrigin);
+  EnvelopedSource source(file, kReadOrigin);
   return ReadEnvelopedDataAt(*this, source, pError);
 }
 

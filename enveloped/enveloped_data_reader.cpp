@@ -5,8 +5,8 @@
 
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
 #include "enveloped/enveloped_data_parts.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -25,9 +25,9 @@ void ResetForRead(EnvelopedData& target) {
 
 bool IsEnvelopedDataType(const IdentObj& element) {
   uint32_t headerLength = 0;
-  ASNTElementInfo info = ReadElementHeader(element, headerLength, "EnvelopedData::ReadObject");
-  if (!IsUniversal(info, kASNTObjectId) || info.constructed) return false;
-  info.length = ContentsLengthOf(element, info, headerLength);
+  ASNTElementInfo info = ASNTWholeHeader(element, headerLength, "EnvelopedData::ReadObject");
+  if (!ASNTIsUniversal(info, kASNTObjectId) || info.constructed) return false;
+  info.length = ASNTWholeContentsLength(element, info, headerLength);
   int status = 0;
   const IdentObj text = ASNTDecodeElement(info, &status);
   const size_t expected = sizeof kEnvelopedDataType - 1;
@@ -36,7 +36,7 @@ bool IsEnvelopedDataType(const IdentObj& element) {
 
 class EnvelopedDataReader {
  public:
-  EnvelopedDataReader(EnvelopedData& target, ElementSource& source) : target_(target), source_(source) {}
+  EnvelopedDataReader(EnvelopedData& target, EnvelopedSource& source) : target_(target), source_(source) {}
 
   void Run() {
     ResetForRead(target_);
@@ -45,8 +45,8 @@ class EnvelopedDataReader {
     Expect(source_.ReadHeader(), kASNTContext, 0);
     Expect(source_.ReadHeader(), kASNTUniversal, kASNTSequence);
     ReadVersion();
-    ElementHeader next = source_.ReadHeader();
-    if (next.info.tagClass == kASNTContext) {
+    ASNTHeader next = source_.ReadHeader();
+    if (next.tagClass == kASNTContext) {
       Expect(next, kASNTContext, 0);
       ReadOriginator(next);
       next = source_.ReadHeader();
@@ -55,31 +55,31 @@ class EnvelopedDataReader {
     ReadRecipients(next);
     source_.ReadEncryptedContent(target_.encryptedContentInfo);
     if (source_.Position() >= source_.End() || target_.version == 0) return;
-    const ElementHeader last = source_.ReadHeader();
+    const ASNTHeader last = source_.ReadHeader();
     // Anything else after the content is passed over, its header counted.
-    if (IsContext(last.info, 1)) ReadAttributes();
+    if (last.Is(kASNTContext, 1)) ReadAttributes();
   }
 
  private:
-  void Expect(const ElementHeader& header, uint8_t tagClass, uint32_t tagNumber) const {
-    if (header.info.tagClass != tagClass || header.info.tagNumber != tagNumber) source_.Fail(kStatusCorrupt);
+  void Expect(const ASNTHeader& header, uint8_t tagClass, uint32_t tagNumber) const {
+    if (!header.Is(tagClass, tagNumber)) source_.Fail(kStatusCorrupt);
   }
 
   void ReadVersion() {
     const IdentObj value =
-        DecodePrimitive(source_.ReadElement(), kASNTInteger, kStatusCorrupt, source_.Origin());
+        ASNTDecodePrimitive(source_.ReadElement(), kASNTInteger, kStatusCorrupt, source_.Origin());
     if (value.IsEmpty()) source_.Fail(kStatusCorrupt);
     target_.version = value.data()[0];  // the least significant octet
   }
 
-  void ReadOriginator(const ElementHeader& wrapper) {
+  void ReadOriginator(const ASNTHeader& wrapper) {
     const IdentObj contents = source_.ReadContents(wrapper);
     target_.originatorInfo.ReadObject(contents.data(), contents.size(), nullptr);
   }
 
   // An indefinite SET is measured with its end-of-contents octets, so the
   // same "length minus 2" bound serves both forms.
-  void ReadRecipients(const ElementHeader& set) {
+  void ReadRecipients(const ASNTHeader& set) {
     const uint64_t length = source_.ContentsLength(set);
     if (length <= 2) source_.Fail(kStatusCorrupt);
     const IdentObj contents = source_.ReadBytes(length);
@@ -101,16 +101,17 @@ class EnvelopedDataReader {
   }
 
   EnvelopedData& target_;
-  ElementSource& source_;
+  EnvelopedSource& source_;
 };
 
 }  // namespace
 
-void ReadEnvelopedData(EnvelopedData& target, ElementSource& source) {
+void ReadEnvelopedData(EnvelopedData& target, EnvelopedSource& source) {
   EnvelopedDataReader(target, source).Run();
+  source.Finish();
 }
 
-DWORD ReadEnvelopedDataAt(EnvelopedData& target, ElementSource& source, int* pError) {
+DWORD ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError) {
   uint64_t begin = 0;
   RunOrRethrow(pError, [&] {
     begin = source.Position();

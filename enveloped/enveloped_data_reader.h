@@ -4,17 +4,17 @@
 #define CMSKIT_ENVELOPED_ENVELOPED_DATA_READER_H
 
 #include "cmskit/enveloped_data.h"
-#include "enveloped/element_source.h"
+#include "enveloped/enveloped_source.h"
 
 namespace cmskit {
 
 // Statuses leave as XTOOStatus; returns nothing, the source's position tells
 // how far the reading went.
-void ReadEnvelopedData(EnvelopedData& target, ElementSource& source);
+void ReadEnvelopedData(EnvelopedData& target, EnvelopedSource& source);
 
 // The boundary of both readers: bytes consumed so far, the error convention
 // of the enveloped family.
-DWORD ReadEnvelopedDataAt(EnvelopedData& target, ElementSource& source, int* pError);
+DWORD ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError);
 
 }  // namespace cmskit
 

@@ -9,7 +9,7 @@
 #include "cmskit/asn_codec.h"
 #include "cmskit/key_transport.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "enveloped/key_params.h"
 #include "platform/win32.h"
 #include "tools/boundary.h"
@@ -48,31 +48,31 @@ DWORD SetMeshing(HCRYPTKEY key) {
 // The value of a whole element in the codec's value form.
 IdentObj ValueOf(const IdentObj& element) {
   uint32_t headerLength = 0;
-  ASNTElementInfo info = ReadElementHeader(element, headerLength, kOrigin);
-  info.length = ContentsLengthOf(element, info, headerLength);
+  ASNTElementInfo info = ASNTWholeHeader(element, headerLength, kOrigin);
+  info.length = ASNTWholeContentsLength(element, info, headerLength);
   int status = 0;
   IdentObj value = ASNTDecodeElement(info, &status);
-  if (status != 0) RaiseStatus(status, kOrigin);
+  if (status != 0) ASNTRaise(status, kOrigin);
   return value;
 }
 
 bool IsElement(const IdentObj& element, uint32_t tagNumber) {
   ASNTElementInfo info{};
   if (element.IsEmpty() || ASNTReadHeader(info, element.data(), element.size()) != 0) return false;
-  return IsUniversal(info, tagNumber) && !info.constructed;
+  return ASNTIsUniversal(info, tagNumber) && !info.constructed;
 }
 
 // The children of a SEQUENCE of at least two elements; any other shape is
 // status 28 (code 160), a parser failure its own status.
 std::list<IdentObj> PairFields(const IdentObj& params) {
   uint32_t headerLength = 0;
-  const ASNTElementInfo info = ReadElementHeader(params, headerLength, kOrigin);
-  if (!IsUniversal(info, kASNTSequence) || !info.constructed) RaiseStatus(kStatusBadArgument, kOrigin);
+  const ASNTElementInfo info = ASNTWholeHeader(params, headerLength, kOrigin);
+  if (!ASNTIsUniversal(info, kASNTSequence) || !info.constructed) ASNTRaise(kStatusBadArgument, kOrigin);
   std::list<IdentObj> fields;
   int status = 0;
   ASNTGetSequence(fields, params.data(), params.size(), &status);
-  if (status != 0) RaiseStatus(status, kOrigin);
-  if (fields.size() < 2) RaiseStatus(kStatusBadArgument, kOrigin);
+  if (status != 0) ASNTRaise(status, kOrigin);
+  if (fields.size() < 2) ASNTRaise(kStatusBadArgument, kOrigin);
   return fields;
 }
 
@@ -80,7 +80,7 @@ std::list<IdentObj> PairFields(const IdentObj& params) {
 // The parameter set is left to the key: the provider chose it on import.
 DWORD ApplyGost(HCRYPTKEY key, const IdentObj& params) {
   const std::list<IdentObj> fields = PairFields(params);
-  const IdentObj iv = DecodePrimitive(fields.front(), kASNTOctetString, kStatusBadTag, kOrigin);
+  const IdentObj iv = ASNTDecodePrimitive(fields.front(), kASNTOctetString, kStatusBadTag, kOrigin);
   if (const DWORD code = SetIv(key, iv)) return code;
   return SetMeshing(key);
 }
@@ -90,7 +90,7 @@ DWORD ApplyOther(HCRYPTKEY key, const IdentObj& params) {
   if (params.IsEmpty()) return 0;
   if (IsElement(params, kASNTOctetString)) return SetIv(key, ValueOf(params));
   const std::list<IdentObj> fields = PairFields(params);
-  if (!IsElement(fields.front(), kASNTInteger)) RaiseStatus(kStatusBadTag, kOrigin);
+  if (!IsElement(fields.front(), kASNTInteger)) ASNTRaise(kStatusBadTag, kOrigin);
   return SetIv(key, ValueOf(*std::next(fields.begin())));
 }
 
@@ -115,7 +115,7 @@ IdentObj OctetString(const IdentObj& value) {
 IdentObj GostParameters(HCRYPTKEY key, const IdentObj& iv) {
   IdentObj paramSet;
   if (const DWORD code = ReadKeyParam(key, kKeyParamCipherOid, paramSet))
-    RaiseStatus(Win32ToStatus(code), "CryptGetKeyParam");
+    ASNTRaise(Win32ToStatus(code), "CryptGetKeyParam");
   return EncodeGostParameters(iv, paramSet);
 }
 
@@ -143,8 +143,8 @@ IdentObj EncodeGostParameters(const IdentObj& iv, const IdentObj& paramSet) {
   // The provider hands the text over with its terminator.
   const char* chars = reinterpret_cast<const char*>(paramSet.data());
   const std::string text(chars, paramSet.IsEmpty() ? 0 : strnlen(chars, paramSet.size()));
-  const std::list<IdentObj> fields{OctetString(iv), EncodeObjectId(text.c_str(), kEncodeOrigin)};
-  return EncodeSequence(fields, kASNTSequence, kEncodeOrigin);
+  const std::list<IdentObj> fields{OctetString(iv), ASNTBuildOid(text.data(), text.size(), kEncodeOrigin)};
+  return ASNTBuildSequence(fields, kASNTSequence, kEncodeOrigin);
 }
 
 bool IsGostAlg(const char* algOid) {

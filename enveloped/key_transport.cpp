@@ -7,7 +7,7 @@
 #include "cmskit/asn_types.h"
 #include "cmskit/enveloped_data.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "platform/win32.h"
 #include "tools/boundary.h"
 
@@ -23,7 +23,7 @@ constexpr int kStatusPlatformFailed = 36;
 
 [[noreturn]] void RaisePlatformError(const char* origin) {
   const int status = Win32ToStatus(GetLastError());
-  RaiseStatus(status != 0 ? status : kStatusPlatformFailed, origin);
+  ASNTRaise(status != 0 ? status : kStatusPlatformFailed, origin);
 }
 
 // The dwKeySpec of the certificate's key-provider property; a certificate
@@ -60,7 +60,7 @@ const TransRecipientInfo& FindRecipient(const std::list<TransRecipientInfo>& rec
     if (recipient.encryptedKey.IsEmpty()) break;
     return recipient;
   }
-  RaiseStatus(kStatusBadArgument, kOrigin);
+  ASNTRaise(kStatusBadArgument, kOrigin);
 }
 
 // A CRYPT_ALGORITHM_IDENTIFIER over an algorithm's OID text (given a
@@ -114,7 +114,8 @@ void ImportKey(const EnvelopedData& message, const CERT_CONTEXT* cert, HCRYPTPRO
                const ASNAlgorithmIdentifier& contentAlg) {
   const DWORD keySpec = KeySpecOf(cert);
   const TransRecipientInfo& recipient = FindRecipient(message.recipientInfos, *cert->pCertInfo);
-  IdentObj encryptedKey = DecodePrimitive(recipient.encryptedKey, kASNTOctetString, kStatusBadTag, kOrigin);
+  IdentObj encryptedKey =
+      ASNTDecodePrimitive(recipient.encryptedKey, kASNTOctetString, kStatusBadTag, kOrigin);
 
   PlatformAlgorithm content(contentAlg);
   const ImportFunction import(content.Oid());

@@ -2,7 +2,7 @@
 
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -15,7 +15,7 @@ constexpr char kWriteOrigin[] = "OriginatorInfo::WriteObject";
 // Explicit tagging: the whole SET is the contents of [tagNumber].
 void AppendTaggedSet(std::list<IdentObj>& items, uint32_t tagNumber, const std::list<IdentObj>& elements) {
   if (elements.empty()) return;
-  items.push_back(WrapExplicit(tagNumber, EncodeSequence(elements, kASNTSet, kWriteOrigin)));
+  items.push_back(ASNTWrapExplicit(tagNumber, ASNTBuildSequence(elements, kASNTSet, kWriteOrigin)));
 }
 
 IdentObj EncodeOriginator(const OriginatorInfo& source) {
@@ -23,29 +23,29 @@ IdentObj EncodeOriginator(const OriginatorInfo& source) {
   std::list<IdentObj> items;
   AppendTaggedSet(items, 0, source.certs);
   AppendTaggedSet(items, 1, source.crls);
-  return EncodeSequence(items, kASNTSequence, kWriteOrigin);
+  return ASNTBuildSequence(items, kASNTSequence, kWriteOrigin);
 }
 
 // [0] or [1] around a whole SET: the SET's elements go to the list.
 void ReadTaggedSet(OriginatorInfo& target, const IdentObj& child) {
   uint32_t headerLength = 0;
-  const ASNTElementInfo info = ReadElementHeader(child, headerLength, kReadOrigin);
+  const ASNTElementInfo info = ASNTWholeHeader(child, headerLength, kReadOrigin);
   std::list<IdentObj>* destination = nullptr;
   if (info.tagNumber == 0) destination = &target.certs;
   if (info.tagNumber == 1) destination = &target.crls;
-  if (!destination) RaiseStatus(kStatusBadArgument, kReadOrigin);
+  if (!destination) ASNTRaise(kStatusBadArgument, kReadOrigin);
   int status = 0;
   ASNTGetSequence(*destination, child.data() + headerLength, child.size() - headerLength, &status);
-  if (status != 0) RaiseStatus(status, kReadOrigin);
+  if (status != 0) ASNTRaise(status, kReadOrigin);
 }
 
 DWORD ParseOriginator(OriginatorInfo& target, const BYTE* data, DWORD size) {
-  if (!data) RaiseStatus(kStatusBadArgument, kReadOrigin);
+  if (!data) ASNTRaise(kStatusBadArgument, kReadOrigin);
   std::list<IdentObj> children;
   int status = 0;
   const DWORD consumed = ASNTGetSequence(children, data, size, &status);
-  if (status != 0) RaiseStatus(status, kReadOrigin);
-  if (consumed == 0) RaiseStatus(kStatusCorrupt, kReadOrigin);
+  if (status != 0) ASNTRaise(status, kReadOrigin);
+  if (consumed == 0) ASNTRaise(kStatusCorrupt, kReadOrigin);
   for (const IdentObj& child : children) ReadTaggedSet(target, child);
   return consumed;
 }

@@ -4,7 +4,7 @@
 
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
-#include "enveloped/element_tools.h"
+#include "enveloped/enveloped_support.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -24,57 +24,57 @@ IdentObj EncodeIssuerAndSerial(const TransRecipientInfo& recipient) {
   const ASNTElementInfo integer{kASNTUniversal, kASNTPrimitive, kASNTInteger, 0, nullptr};
   const std::list<IdentObj> items{recipient.issuer, ASNTEncodeElement(integer, recipient.serialNumber.data(),
                                                                       recipient.serialNumber.size())};
-  return EncodeSequence(items, kASNTSequence, kWriteOrigin);
+  return ASNTBuildSequence(items, kASNTSequence, kWriteOrigin);
 }
 
 // The [0] wraps a whole OCTET STRING (explicit tagging), where the standard
 // would replace the tag; readers of this library expect it so.
 IdentObj EncodeKeyIdentifier(const TransRecipientInfo& recipient) {
   const ASNTElementInfo octets{kASNTUniversal, kASNTPrimitive, kASNTOctetString, 0, nullptr};
-  return WrapExplicit(0, ASNTEncodeElement(octets, recipient.subjectKeyIdentifier.data(),
-                                           recipient.subjectKeyIdentifier.size()));
+  return ASNTWrapExplicit(0, ASNTEncodeElement(octets, recipient.subjectKeyIdentifier.data(),
+                                               recipient.subjectKeyIdentifier.size()));
 }
 
 IdentObj EncodeRecipient(const TransRecipientInfo& recipient) {
   IdentObj rid;
   if (recipient.issuer.IsEmpty() || recipient.serialNumber.IsEmpty()) {
-    if (recipient.subjectKeyIdentifier.IsEmpty()) RaiseStatus(kStatusNoRecipientId, kWriteOrigin);
+    if (recipient.subjectKeyIdentifier.IsEmpty()) ASNTRaise(kStatusNoRecipientId, kWriteOrigin);
     recipient.version = kVersionKeyIdentifier;
     rid = EncodeKeyIdentifier(recipient);
   } else {
     recipient.version = kVersionIssuerSerial;
     rid = EncodeIssuerAndSerial(recipient);
   }
-  const std::list<IdentObj> items{EncodeUnsigned(recipient.version), rid, recipient.keyEncryptionAlgorithm,
+  const std::list<IdentObj> items{ASNTBuildUnsigned(recipient.version), rid, recipient.keyEncryptionAlgorithm,
                                   recipient.encryptedKey};
-  return EncodeSequence(items, kASNTSequence, kWriteOrigin);
+  return ASNTBuildSequence(items, kASNTSequence, kWriteOrigin);
 }
 
 void ReadIssuerAndSerial(TransRecipientInfo& target, const IdentObj& rid) {
   std::list<IdentObj> parts;
   int status = 0;
   ASNTGetSequence(parts, rid.data(), rid.size(), &status);
-  if (status != 0) RaiseStatus(status, kSharedReadOrigin);
-  if (parts.size() != 2) RaiseStatus(kStatusUnsupportedVersion, kReadOrigin);
+  if (status != 0) ASNTRaise(status, kSharedReadOrigin);
+  if (parts.size() != 2) ASNTRaise(kStatusUnsupportedVersion, kReadOrigin);
   target.issuer = parts.front();
-  target.serialNumber = DecodePrimitive(parts.back(), kASNTInteger, kStatusCorrupt, kSharedReadOrigin);
+  target.serialNumber = ASNTDecodePrimitive(parts.back(), kASNTInteger, kStatusCorrupt, kSharedReadOrigin);
   target.subjectKeyIdentifier.Clear();
 }
 
 void ReadKeyIdentifier(TransRecipientInfo& target, const IdentObj& rid) {
   uint32_t headerLength = 0;
-  const ASNTElementInfo info = ReadElementHeader(rid, headerLength, kSharedReadOrigin);
-  if (!IsContext(info, 0)) RaiseStatus(kStatusBadTag, kSharedReadOrigin);
+  const ASNTElementInfo info = ASNTWholeHeader(rid, headerLength, kSharedReadOrigin);
+  if (!ASNTIsContext(info, 0)) ASNTRaise(kStatusBadTag, kSharedReadOrigin);
   // The wrapped element, bounded by the wrapper's contents.
-  const IdentObj inner(rid.data() + headerLength, ContentsLengthOf(rid, info, headerLength));
+  const IdentObj inner(rid.data() + headerLength, ASNTWholeContentsLength(rid, info, headerLength));
   uint32_t innerHeader = 0;
-  ASNTElementInfo innerInfo = ReadElementHeader(inner, innerHeader, kSharedReadOrigin);
+  ASNTElementInfo innerInfo = ASNTWholeHeader(inner, innerHeader, kSharedReadOrigin);
   if (innerInfo.constructed && innerInfo.length == kASNTIndefinite)
-    RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
-  if (innerInfo.length > inner.size() - innerHeader) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+    ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
+  if (innerInfo.length > inner.size() - innerHeader) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
   int status = 0;
   IdentObj value = ASNTDecodeElement(innerInfo, &status);
-  if (status != 0) RaiseStatus(status, kSharedReadOrigin);
+  if (status != 0) ASNTRaise(status, kSharedReadOrigin);
   target.subjectKeyIdentifier = value;
   target.issuer.Clear();
   target.serialNumber.Clear();
@@ -84,24 +84,24 @@ DWORD ParseRecipient(TransRecipientInfo& target, const BYTE* data, DWORD size) {
   std::list<IdentObj> children;
   int status = 0;
   const DWORD consumed = ASNTGetSequence(children, data, size, &status);
-  if (status != 0) RaiseStatus(status, kSharedReadOrigin);
-  if (consumed == 0 || children.empty()) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+  if (status != 0) ASNTRaise(status, kSharedReadOrigin);
+  if (consumed == 0 || children.empty()) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
 
   auto child = children.begin();
-  const IdentObj version = DecodePrimitive(*child, kASNTInteger, kStatusCorrupt, kSharedReadOrigin);
-  if (version.IsEmpty()) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+  const IdentObj version = ASNTDecodePrimitive(*child, kASNTInteger, kStatusCorrupt, kSharedReadOrigin);
+  if (version.IsEmpty()) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
   target.version = version.data()[0];
-  if (++child == children.end()) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+  if (++child == children.end()) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
   if (target.version == kVersionIssuerSerial)
     ReadIssuerAndSerial(target, *child);
   else if (target.version == kVersionKeyIdentifier)
     ReadKeyIdentifier(target, *child);
   else
-    RaiseStatus(kStatusUnsupportedVersion, kReadOrigin);
+    ASNTRaise(kStatusUnsupportedVersion, kReadOrigin);
 
-  if (++child == children.end()) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+  if (++child == children.end()) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
   target.keyEncryptionAlgorithm = *child;
-  if (++child == children.end()) RaiseStatus(kStatusCorrupt, kSharedReadOrigin);
+  if (++child == children.end()) ASNTRaise(kStatusCorrupt, kSharedReadOrigin);
   target.encryptedKey = *child;
   return consumed;
 }

@@ -4,42 +4,34 @@
 
 namespace cmskit {
 
-bool ReadHeaderAt(CASNTBaseRecord& record, const BYTE* data, uint64_t size, uint64_t& headerLength) {
-  if (!data || size == 0) return false;
-  int readStatus = 0;
-  DWORD length = 0;
-  const int thrown = CatchStatus([&] { length = record.ReadASNInfo(data, ClampToDword(size), &readStatus); });
-  if (thrown != 0 || readStatus != 0 || length == 0 || length > size) return false;
-  headerLength = length;
-  return true;
-}
-
 bool AsnSteps::Advance(uint64_t count, EndRule rule) {
   if (count > Remaining()) {
-    position_ = length_;
+    position_ = reader_.End();
     return false;
   }
   position_ += count;
-  return rule == kMayEnd || position_ < length_;
+  return rule == kMayEnd || position_ < reader_.End();
 }
 
-bool AsnSteps::Header(CASNTBaseRecord& record, EndRule rule) {
-  uint64_t headerLength = 0;
-  if (!ReadHeaderAt(record, Cursor(), Remaining(), headerLength)) return false;
-  return Advance(headerLength, rule);
+bool AsnSteps::Header(ASNTHeader& header, EndRule rule) {
+  if (reader_.ReadHeader(position_, header) != 0) return false;
+  return Advance(header.size, rule);
 }
 
-bool AsnSteps::Element(CASNTBaseRecord& record, EndRule rule, uint64_t* size) {
-  if (Remaining() == 0) return false;
-  int readStatus = 0;
-  DWORD length = 0;
-  const int thrown =
-      CatchStatus([&] { length = record.ReadFromMemory(Cursor(), ClampToDword(Remaining()), &readStatus); });
-  if (thrown != 0 || readStatus != 0 || length == 0) return false;
-  if (size) *size = length;
-  return Advance(length, rule);
+bool AsnSteps::Element(ASNTHeader& header, EndRule rule, uint64_t* size) {
+  uint64_t total = 0;
+  if (reader_.ReadHeader(position_, header) != 0 || reader_.ElementSize(header, total) != 0) return false;
+  if (size) *size = total;
+  return Advance(total, rule);
 }
 
-bool AsnSteps::Skip(uint64_t count, EndRule rule) { return Advance(count, rule); }
+bool AsnSteps::Value(const ASNTHeader& header, uint64_t size, IdentObj& value) const {
+  const BYTE* at = reader_.Memory() + header.start;
+  ASNTElementInfo info = header.Info(at);
+  if (header.indefinite) info.length = static_cast<uint32_t>(size - header.size - 2);
+  int status = 0;
+  const int thrown = CatchStatus([&] { value = ASNTDecodeElement(info, &status); });
+  return thrown == 0 && status == 0;
+}
 
 }  // namespace cmskit

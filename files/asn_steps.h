@@ -1,11 +1,11 @@
-// A forward walk over the elements of a bounded buffer with the record
-// reader, positions kept in 64 bits. Every failure of the reader is a value.
+// The one element reader as the message-file checks walk a bounded prefix:
+// forward only, every failure a value.
 #ifndef CMSKIT_FILES_ASN_STEPS_H
 #define CMSKIT_FILES_ASN_STEPS_H
 
 #include <cstdint>
 
-#include "cmskit/asn_record.h"
+#include "asn/asn_reader.h"
 #include "platform/win32.h"
 
 namespace cmskit {
@@ -16,39 +16,33 @@ class AsnSteps {
   // answer may.
   enum EndRule { kMustRemain, kMayEnd };
 
-  AsnSteps(const BYTE* bytes, uint64_t length) : bytes_(bytes), length_(bytes ? length : 0) {}
+  AsnSteps(const BYTE* bytes, uint64_t length) : reader_(bytes, bytes ? length : 0, kASNTMemoryForm) {}
 
   // Identifier and length octets at the position; steps past them.
-  bool Header(CASNTBaseRecord& record, EndRule rule);
+  bool Header(ASNTHeader& header, EndRule rule);
   // One whole element; steps past it and gives its total size.
-  bool Element(CASNTBaseRecord& record, EndRule rule, uint64_t* size = nullptr);
+  bool Element(ASNTHeader& header, EndRule rule, uint64_t* size = nullptr);
   // Steps over `count` bytes (contents already described by a header).
-  bool Skip(uint64_t count, EndRule rule);
+  bool Skip(uint64_t count, EndRule rule) { return Advance(count, rule); }
+  // The decoded value of the element of `size` octets that Element read
+  // (the children of an indefinite one, without the closing octets); false
+  // when it has none.
+  bool Value(const ASNTHeader& header, uint64_t size, IdentObj& value) const;
 
   uint64_t Position() const { return position_; }
-  uint64_t Remaining() const { return position_ < length_ ? length_ - position_ : 0; }
-  const BYTE* Cursor() const { return bytes_ + position_; }
+  uint64_t Remaining() const { return position_ < reader_.End() ? reader_.End() - position_ : 0; }
+  const BYTE* Cursor() const { return reader_.Memory() + position_; }
 
  private:
   bool Advance(uint64_t count, EndRule rule);
 
-  const BYTE* bytes_;
-  uint64_t length_;
+  ASNTReader reader_;
   uint64_t position_ = 0;
 };
 
-// The record reader takes 32-bit sizes; a larger range is read in its first 4 GiB.
-inline DWORD ClampToDword(uint64_t size) {
-  return size > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<DWORD>(size);
+inline bool IsUniversal(const ASNTHeader& header, uint32_t tagNumber) {
+  return header.Is(kASNTUniversal, tagNumber);
 }
-
-inline bool IsUniversal(const CASNTBaseRecord& record, uint32_t tagNumber) {
-  return record.GetTagClass() == kASNTUniversal && record.GetTagNumber() == tagNumber;
-}
-
-// Identifier and length octets at `data`; false (never an exception) when
-// they cannot be read. `headerLength` receives their size.
-bool ReadHeaderAt(CASNTBaseRecord& record, const BYTE* data, uint64_t size, uint64_t& headerLength);
 
 }  // namespace cmskit
 

@@ -2,19 +2,18 @@
 
 #include <cstring>
 
-#include "cmskit/asn_record.h"
 #include "files/asn_steps.h"
 
 namespace cmskit {
 
 bool ReadContentType(const BYTE* bytes, size_t length, std::string& oid, size_t* consumed) {
   AsnSteps steps(bytes, length);
-  CASNTBaseRecord record;
-  if (!steps.Header(record, AsnSteps::kMayEnd) || !IsUniversal(record, kASNTSequence)) return false;
-  if (!steps.Element(record, AsnSteps::kMayEnd)) return false;
-  int status = 0;
-  const IdentObj& value = record.GetValue(&status);
-  if (status != 0 || value.IsEmpty()) return false;
+  ASNTHeader header;
+  if (!steps.Header(header, AsnSteps::kMayEnd) || !IsUniversal(header, kASNTSequence)) return false;
+  uint64_t elementSize = 0;
+  if (!steps.Element(header, AsnSteps::kMayEnd, &elementSize)) return false;
+  IdentObj value;
+  if (!steps.Value(header, elementSize, value) || value.IsEmpty()) return false;
   // The value is text; a stray zero byte ends it.
   const char* text = reinterpret_cast<const char*>(value.data());
   const void* zero = memchr(text, 0, value.size());

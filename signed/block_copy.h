@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "asn/asn_reader.h"
 #include "cmskit/file.h"
 
 namespace cmskit {
@@ -20,6 +21,8 @@ constexpr uint32_t kBlocksPerCall = 16;
 // the remainder. Stops at the first short read or write; returns the octets
 // written. Never holds more than kBlocksPerCall blocks.
 uint64_t CopyBlocks(CTOOFile& from, CTOOFile& to, uint64_t length);
+// The same from [position, position + length) of a reader's source.
+uint64_t CopyBlocks(ASNTReader& from, uint64_t position, CTOOFile& to, uint64_t length);
 
 }  // namespace cmskit
 

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <list>
 
+#include "asn/asn_build.h"
 #include "cmskit/asn_codec.h"
 #include "cmskit/asn_record.h"
 #include "cmskit/message_signer_info.h"
@@ -19,14 +20,6 @@ const char kSigningTimeOid[] = "1.2.840.113549.1.9.5";
 IdentObj EncodePrimitive(uint8_t tagClass, DWORD tagNumber, const IdentObj& value) {
   const ASNTElementInfo info{tagClass, kASNTPrimitive, tagNumber, 0, nullptr};
   return ASNTEncodeElement(info, value.data(), value.size());
-}
-
-IdentObj EncodeVersion(DWORD version) {
-  // The integer codec takes its value least significant octet first.
-  const BYTE octets[4] = {static_cast<BYTE>(version), static_cast<BYTE>(version >> 8),
-                          static_cast<BYTE>(version >> 16), static_cast<BYTE>(version >> 24)};
-  const IdentObj value(octets, sizeof(octets));
-  return EncodePrimitive(kASNTUniversal, kASNTInteger, value);
 }
 
 DWORD AppendAlgorithm(std::list<IdentObj>& items, const ASNAlgorithmIdentifier& algorithm) {
@@ -90,7 +83,7 @@ DWORD DecodeSigningTime(const AttributesList& signedAttrs, FILETIME& time) {
 
 IdentObj MessageSignerInfo::WriteData(int* pError) {
   version = subjectKeyIdentifier.IsEmpty() ? 1 : 3;
-  std::list<IdentObj> items{EncodeVersion(version)};
+  std::list<IdentObj> items{ASNTBuildInteger(version)};
   DWORD code = AppendSid(items, *this);
   if (code == 0) code = AppendAlgorithm(items, digestAlgorithm);
   if (code == 0) code = AppendAttributes(items, signedAttrs, 0);

@@ -3,7 +3,6 @@
 #include "cmskit/asn_codec.h"
 #include "cmskit/status.h"
 #include "signed/block_copy.h"
-#include "signed/file_element_reader.h"
 
 namespace cmskit {
 
@@ -13,33 +12,33 @@ constexpr uint64_t kEndOfContents = 2;
 
 }  // namespace
 
-DWORD CountingSink::Take(CTOOFile&, uint64_t length) {
+DWORD CountingSink::Take(ASNTReader&, uint64_t, uint64_t length) {
   produced += length;
   return 0;
 }
 
-DWORD MemorySink::Take(CTOOFile& source, uint64_t length) {
+DWORD MemorySink::Take(ASNTReader& source, uint64_t position, uint64_t length) {
   if (length > room_ - produced) return kSegmentOverflow;
-  if (source.Read(buffer_ + produced, static_cast<uint32_t>(length)) != length) return kIncompleteCopy;
+  if (source.Read(position, buffer_ + produced, length) != 0) return kIncompleteCopy;
   produced += length;
   return 0;
 }
 
 FileSink::FileSink(CTOOFile& target) : target_(target), held_(uint64_t{kCopyBlock} * kBlocksPerCall) {}
 
-DWORD FileSink::Take(CTOOFile& source, uint64_t length) {
+DWORD FileSink::Take(ASNTReader& source, uint64_t position, uint64_t length) {
   if (length > held_.size() - count_) {
     const DWORD code = Finish();
     if (code != 0) return code;
   }
   if (length >= held_.size()) {
-    const uint64_t copied = CopyBlocks(source, target_, length);
+    const uint64_t copied = CopyBlocks(source, position, target_, length);
     produced += copied;
     return copied == length ? 0 : kIncompleteCopy;
   }
-  const uint32_t got = source.Read(held_.data() + count_, static_cast<uint32_t>(length));
-  count_ += got;
-  return got == length ? 0 : kIncompleteCopy;
+  if (source.Read(position, held_.data() + count_, length) != 0) return kIncompleteCopy;
+  count_ += length;
+  return 0;
 }
 
 DWORD FileSink::Finish() {
@@ -59,27 +58,25 @@ CTOOFile OpenContentFile(const char* name) {
 
 uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length) {
   CTOOFile source = OpenContentFile(name);
+  SignedFileReader reader(source, kASNTFileForm);
   CountingSink counter;
-  WalkSegments(source, begin, length, counter);
+  WalkSegments(reader, begin, length, counter);
   return counter.produced;
 }
 
-DWORD WalkSegments(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
+DWORD WalkSegments(SignedFileReader& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
   if (length <= kEndOfContents) return 0;
-  FileElementReader reader(source);
   const uint64_t limit = begin + length - kEndOfContents;
   const uint64_t end = begin + length;
   for (uint64_t position = begin; position < limit;) {
-    CASNTBaseRecord record;
-    position += reader.ReadHeader(position, record);
-    if (record.IsConstructed() || IsEndOfContents(record)) continue;
-    if (record.GetLength() == kASNTIndefinite || position > end || record.GetLength() > end - position)
+    const ASNTHeader segment = source.Header(position);
+    position += segment.size;
+    if (segment.constructed || segment.IsEndOfContents()) continue;
+    if (position > end || segment.length > end - position)
       throw XTOOStatus(kStatusCorrupt, "SignData", false);
-    if (sink.ReadsOctets()) reader.SeekTo(position);
-    const DWORD code = sink.Take(source, record.GetLength());
+    const DWORD code = sink.Take(source.Reader(), position, segment.length);
     if (code != 0) return code;
-    position += record.GetLength();
-    if (sink.ReadsOctets()) reader.MovedTo(position);
+    position += segment.length;
   }
   return sink.Finish();
 }

@@ -1,7 +1,8 @@
 #include "cmskit/sign_data.h"
 
+#include "asn/asn_build.h"
 #include "platform/win32.h"
-#include "signed/signed_codec.h"
+#include "signed/signed_oids.h"
 
 namespace cmskit {
 

@@ -69,7 +69,7 @@ class DetachTarget {
 };
 
 // The walk with its structural failures turned into their platform codes.
-DWORD WalkSegmentsCode(CTOOFile& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
+DWORD WalkSegmentsCode(SignedFileReader& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
   DWORD code = 0;
   const int status = CatchStatus([&] { code = WalkSegments(source, begin, length, sink); });
   return status ? StatusToWin32(status) : code;
@@ -101,7 +101,8 @@ DWORD CopyToMemory(const IdentObj& bytes, ToSignStruct& out) {
 // A file range (plain or in segments) into the caller's buffer or a new one.
 // A new buffer is sized from the range as recorded, not as resolved: with
 // the "to the end" marker that is more than the content, and this stays so.
-DWORD FileRangeToMemory(CTOOFile& source, const ToSignStruct& range, uint64_t length, ToSignStruct& out) {
+DWORD FileRangeToMemory(SignedFileReader& source, const ToSignStruct& range, uint64_t length,
+                        ToSignStruct& out) {
   const uint64_t recorded = static_cast<DWORD>(range.end - range.begin);
   if (length != 0 && !out.data) {
     out.data = new (std::nothrow) BYTE[recorded];
@@ -110,10 +111,11 @@ DWORD FileRangeToMemory(CTOOFile& source, const ToSignStruct& range, uint64_t le
   }
   BYTE* buffer = static_cast<BYTE*>(out.data);
   if (!(range.flags & ToSignStruct::kChunkedFile)) {
-    const uint32_t got = length ? source.Read(buffer, static_cast<uint32_t>(length)) : 0;
     out.begin = 0;
-    out.end = got;
-    return got == length ? 0 : kIncompleteCopy;
+    out.end = 0;
+    if (source.Reader().Read(range.begin, buffer, length) != 0) return kIncompleteCopy;
+    out.end = static_cast<DWORD>(length);
+    return 0;
   }
   MemorySink sink(buffer + out.begin, recorded);
   const DWORD code = WalkSegmentsCode(source, range.begin, length, sink);
@@ -121,8 +123,8 @@ DWORD FileRangeToMemory(CTOOFile& source, const ToSignStruct& range, uint64_t le
   return code;
 }
 
-DWORD FileRangeToFile(CTOOFile& source, const ToSignStruct& range, uint64_t length, const char* target,
-                      ToSignStruct& out) {
+DWORD FileRangeToFile(SignedFileReader& source, const ToSignStruct& range, uint64_t length,
+                      const char* target, ToSignStruct& out) {
   CTOOFile file(target, "wb");
   if (!file.IsOpen()) return OpenFailure(file);
   FileSink sink(file);
@@ -130,7 +132,7 @@ DWORD FileRangeToFile(CTOOFile& source, const ToSignStruct& range, uint64_t leng
   if (range.flags & ToSignStruct::kChunkedFile)
     code = WalkSegmentsCode(source, range.begin, length, sink);
   else
-    code = sink.Take(source, length);
+    code = sink.Take(source.Reader(), range.begin, length);
   if (code == 0) code = sink.Finish();
   out.begin = 0;
   out.end = static_cast<DWORD>(sink.produced);
@@ -138,13 +140,13 @@ DWORD FileRangeToFile(CTOOFile& source, const ToSignStruct& range, uint64_t leng
 }
 
 DWORD FileRange(const ToSignStruct& range, const char* target, ToSignStruct& out) {
-  CTOOFile source(static_cast<const char*>(range.data), "rb");
-  if (!source.IsOpen()) return OpenFailure(source);
+  CTOOFile file(static_cast<const char*>(range.data), "rb");
+  if (!file.IsOpen()) return OpenFailure(file);
+  SignedFileReader source(file, kASNTFileForm);
   uint64_t end = range.end;
-  if (end == ToSignStruct::kToEndOfFile) end = source.GetLength();
-  if (end < range.begin || end > source.GetLength()) return kIncompleteCopy;
+  if (end == ToSignStruct::kToEndOfFile) end = source.End();
+  if (end < range.begin || end > source.End()) return kIncompleteCopy;
   const uint64_t length = end - range.begin;
-  if (source.Seek(static_cast<long>(range.begin), SEEK_SET) != 0) return kIncompleteCopy;
   if (target) return FileRangeToFile(source, range, length, target, out);
   return FileRangeToMemory(source, range, length, out);
 }

@@ -1,13 +1,14 @@
 // Reading and writing a SignData straight through a file: the content is
 // located on reading and copied block by block on writing, never loaded.
+#include "asn/asn_build.h"
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/block_copy.h"
-#include "signed/file_element_reader.h"
 #include "signed/segment_walk.h"
-#include "signed/signed_codec.h"
+#include "signed/signed_file_reader.h"
 #include "signed/signed_layout.h"
+#include "signed/signed_oids.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -58,43 +59,44 @@ struct Cursor {
   }
 };
 
-// The element at the cursor must carry `tagNumber` (and, when asked, be
-// constructed); otherwise `status`. Returns whether its length is indefinite.
-bool ExpectHeader(FileElementReader& reader, Cursor& cursor, CASNTBaseRecord& record, uint32_t tagNumber,
-                  int status, bool constructed = false) {
-  cursor.Advance(reader.ReadHeader(cursor.at, record));
-  if (record.GetTagNumber() != tagNumber || (constructed && !record.IsConstructed())) Throw(status);
-  return record.GetLength() == kASNTIndefinite;
+// The header at the cursor, stepped over; it must carry `tagNumber` (and,
+// when asked, be constructed), otherwise `status`.
+ASNTHeader ExpectHeader(SignedFileReader& reader, Cursor& cursor, uint32_t tagNumber, int status,
+                        bool constructed = false) {
+  const ASNTHeader header = reader.Header(cursor.at);
+  cursor.Advance(header.size);
+  if (header.tagNumber != tagNumber || (constructed && !header.constructed)) Throw(status);
+  return header;
 }
 
 // ContentInfo, its contentType and [0], the SignedData header and version.
 // Returns how many of the three outer headers have indefinite lengths.
-uint32_t ReadOuterFields(SignData& message, FileElementReader& reader, Cursor& cursor) {
+uint32_t ReadOuterFields(SignData& message, SignedFileReader& reader, Cursor& cursor) {
   CASNTBaseRecord record;
-  uint32_t indefinite = ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag) ? 1 : 0;
-  cursor.Advance(reader.ReadElement(cursor.at, record));
+  uint32_t indefinite = ExpectHeader(reader, cursor, kASNTSequence, kStatusBadTag).indefinite ? 1 : 0;
+  cursor.Advance(reader.Element(cursor.at, record));
   if (!IsSignedDataType(message, record)) Throw(kStatusBadTag);
-  if (cursor.base + cursor.consumed >= reader.Length()) Throw(kStatusNotFound);
-  cursor.Advance(reader.ReadHeader(cursor.at, record));
+  if (cursor.base + cursor.consumed >= reader.End()) Throw(kStatusNotFound);
+  const ASNTHeader wrapper = reader.Header(cursor.at);
+  cursor.Advance(wrapper.size);
   // Only the class's high bit is asked of the explicit [0].
-  if (record.GetTagNumber() != 0 || !(record.GetTagClass() & kASNTContext)) Throw(kStatusBadTag);
-  indefinite += record.GetLength() == kASNTIndefinite ? 1 : 0;
-  indefinite += ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag, true) ? 1 : 0;
+  if (wrapper.tagNumber != 0 || !(wrapper.tagClass & kASNTContext)) Throw(kStatusBadTag);
+  indefinite += wrapper.indefinite ? 1 : 0;
+  indefinite += ExpectHeader(reader, cursor, kASNTSequence, kStatusBadTag, true).indefinite ? 1 : 0;
 
-  cursor.Advance(reader.ReadElement(cursor.at, record));
+  cursor.Advance(reader.Element(cursor.at, record));
   if (record.GetTagNumber() != kASNTInteger) Throw(kStatusBadTag);
   const IdentObj& versionValue = record.GetValue(nullptr);
   if (versionValue.size() > 4) Throw(kStatusCorrupt);
-  message.version = SmallIntegerValue(versionValue);
+  message.version = ASNTSmallInteger(versionValue);
   return indefinite;
 }
 
-void ReadAlgorithms(SignData& message, FileElementReader& reader, Cursor& cursor) {
-  CASNTBaseRecord record;
-  ExpectHeader(reader, cursor, record, kASNTSet, kStatusCorrupt);
-  const uint64_t length = reader.ContentsLength(record, cursor.at);
+void ReadAlgorithms(SignData& message, SignedFileReader& reader, Cursor& cursor) {
+  const ASNTHeader set = ExpectHeader(reader, cursor, kASNTSet, kStatusCorrupt);
+  const uint64_t length = reader.ContentsLength(set);
   std::list<IdentObj> elements;
-  AppendSplit(reader.ReadBytes(cursor.at, length), elements);
+  AppendSplit(reader.Bytes(cursor.at, length), elements);
   cursor.Advance(length);
   for (const IdentObj& element : elements) {
     ASNAlgorithmIdentifier algorithm;
@@ -105,14 +107,14 @@ void ReadAlgorithms(SignData& message, FileElementReader& reader, Cursor& cursor
 
 // The content's OCTET STRING header is at the cursor: its range is recorded,
 // its octets are not read.
-void RecordContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
-  CASNTBaseRecord record;
-  cursor.Advance(reader.ReadHeader(cursor.at, record));
+void RecordContent(SignData& message, SignedFileReader& reader, Cursor& cursor) {
+  const ASNTHeader octets = reader.Header(cursor.at);
+  cursor.Advance(octets.size);
   ToSignStruct& content = message.dataInfo;
   content.begin = static_cast<DWORD>(cursor.base + cursor.consumed);
-  if (record.GetLength() == 0) return;
-  content.end = static_cast<DWORD>(content.begin + reader.ContentsLength(record, cursor.at));
-  content.flags = ToSignStruct::kInFile | (record.IsConstructed() ? ToSignStruct::kChunkedFile : 0);
+  if (!octets.indefinite && octets.length == 0) return;
+  content.end = static_cast<DWORD>(content.begin + reader.ContentsLength(octets));
+  content.flags = ToSignStruct::kInFile | (octets.constructed ? ToSignStruct::kChunkedFile : 0);
   content.fileMark = ToSignStruct::kFileMark;
   content.data = const_cast<char*>(message.workPath.c_str());
 }
@@ -120,18 +122,18 @@ void RecordContent(SignData& message, FileElementReader& reader, Cursor& cursor)
 // encapContentInfo. The step past it is an absolute seek to its end counted
 // from the start of the message, without the message's offset in the file:
 // required, and kept, although the content range does include the offset.
-void ReadContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
-  CASNTBaseRecord record;
-  ExpectHeader(reader, cursor, record, kASNTSequence, kStatusBadTag);
-  const uint64_t encapLength = reader.ContentsLength(record, cursor.at);
+void ReadContent(SignData& message, SignedFileReader& reader, Cursor& cursor) {
+  const ASNTHeader encap = ExpectHeader(reader, cursor, kASNTSequence, kStatusBadTag);
+  const uint64_t encapLength = reader.ContentsLength(encap);
   const uint64_t encapEnd = cursor.consumed + encapLength;
   CASNTBaseRecord typeRecord;
-  const uint32_t typeLength = reader.ReadElement(cursor.at, typeRecord);
+  const uint64_t typeLength = reader.Element(cursor.at, typeRecord);
   cursor.Advance(typeLength);
   if (encapLength > typeLength) {
-    cursor.Advance(reader.ReadHeader(cursor.at, record));
-    if (record.GetLength() != 0) {
-      if (record.GetTagClass() != kASNTContext) Throw(kStatusBadTag);
+    const ASNTHeader wrapper = reader.Header(cursor.at);
+    cursor.Advance(wrapper.size);
+    if (wrapper.indefinite || wrapper.length != 0) {
+      if (wrapper.tagClass != kASNTContext) Throw(kStatusBadTag);
       RecordContent(message, reader, cursor);
     }
   }
@@ -141,41 +143,38 @@ void ReadContent(SignData& message, FileElementReader& reader, Cursor& cursor) {
 }
 
 // Certificate and CRL sets in any order and number, then the signer infos.
-void ReadSets(SignData& message, FileElementReader& reader, Cursor& cursor) {
-  CASNTBaseRecord record;
+void ReadSets(SignData& message, SignedFileReader& reader, Cursor& cursor) {
   for (;;) {
-    const uint32_t header = reader.ReadHeader(cursor.at, record);
-    const bool context = record.GetTagClass() == kASNTContext;
-    const bool signers = record.GetTagClass() == kASNTUniversal && record.GetTagNumber() == kASNTSet;
+    const ASNTHeader header = reader.Header(cursor.at);
+    const bool context = header.tagClass == kASNTContext;
+    const bool signers = header.Is(kASNTUniversal, kASNTSet);
     if (!context && !signers) return;
-    const uint64_t length = reader.ContentsLength(record, cursor.at + header);
-    const IdentObj contents = reader.ReadBytes(cursor.at + header, length);
-    cursor.Advance(header + length);
+    const uint64_t length = reader.ContentsLength(header);
+    const IdentObj contents = reader.Bytes(header.ContentsStart(), length);
+    cursor.Advance(header.size + length);
     if (signers) {
       message.signerInfos.clear();
       AppendSplit(contents, message.signerInfos);
       return;
     }
-    if (record.GetTagNumber() == 0)
+    if (header.tagNumber == 0)
       AppendSplit(contents, message.certificates);
-    else if (record.GetTagNumber() == 1)
+    else if (header.tagNumber == 1)
       AppendSplit(contents, message.crls);
   }
 }
 
 // A streamed message closes its outer headers after the signer infos.
-void ReadClosings(FileElementReader& reader, Cursor& cursor, uint32_t count) {
-  CASNTBaseRecord record;
-  for (; count > 0 && cursor.at + 2 <= reader.Length(); --count) {
-    reader.ReadHeader(cursor.at, record);
-    if (!IsEndOfContents(record)) return;
+void ReadClosings(SignedFileReader& reader, Cursor& cursor, uint32_t count) {
+  for (; count > 0 && cursor.at + 2 <= reader.End(); --count) {
+    if (!reader.Header(cursor.at).IsEndOfContents()) return;
     cursor.Advance(2);
   }
 }
 
-Cursor StartAt(CTOOFile& file, const FileElementReader& reader, DWORD offset) {
+Cursor StartAt(CTOOFile& file, const SignedFileReader& reader, DWORD offset) {
   if (offset != kNoOffset) {
-    if (offset > reader.Length()) Throw(kStatusTruncated);
+    if (offset > reader.End()) Throw(kStatusTruncated);
     return Cursor{offset, 0, offset};
   }
   const int32_t here = file.Tell();
@@ -185,7 +184,7 @@ Cursor StartAt(CTOOFile& file, const FileElementReader& reader, DWORD offset) {
 
 DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
   message.workPath = file.GetFileName();
-  FileElementReader reader(file);
+  SignedFileReader reader(file, kASNTFileForm);
   Cursor cursor = StartAt(file, reader, offset);
   message.digestAlgorithms.clear();
   message.certificates.clear();
@@ -209,8 +208,9 @@ CTOOFile OpenContent(const ToSignStruct& content) {
 // Content read in segments goes out as its octets alone, like any other.
 uint64_t StreamSegments(const ToSignStruct& content, CTOOFile& file, uint64_t contentSize) {
   CTOOFile source = OpenContent(content);
+  SignedFileReader reader(source, kASNTFileForm);
   FileSink sink(file);
-  const DWORD code = WalkSegments(source, content.begin, content.end - content.begin, sink);
+  const DWORD code = WalkSegments(reader, content.begin, content.end - content.begin, sink);
   if (file.IsError()) Throw(file.GetStatus());
   if (code != 0 || sink.produced != contentSize) Throw(kStatusReadError);
   return sink.produced;

@@ -1,7 +1,8 @@
 // Refilling a SignData from a parsed ContentInfo tree.
+#include "asn/asn_build.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
-#include "signed/signed_codec.h"
+#include "signed/signed_oids.h"
 
 namespace cmskit {
 
@@ -40,7 +41,7 @@ DWORD ContentOf(CASNTBaseRecord& record, IdentObj& out) {
   IdentObj encoded;
   const DWORD code = EncodingOf(record, encoded);
   if (code) return code;
-  const int status = OctetStringValue(encoded.data(), encoded.size(), out);
+  const int status = ASNTOctetStringValue(encoded.data(), encoded.size(), out);
   return status ? StatusToWin32(status) : 0;
 }
 
@@ -120,7 +121,7 @@ DWORD FillFromTree(SignData& message, const CASNTUnit& root) {
   if (code) return code;
   message.version = 0;
   if (versionValue.size() > 4) return kCorrupt;
-  message.version = SmallIntegerValue(versionValue);
+  message.version = ASNTSmallInteger(versionValue);
 
   const CASNTUnit* algorithms = UnitAt(*signedData, 1);
   if (!HasTag(algorithms, kASNTSet)) return kBadTag;

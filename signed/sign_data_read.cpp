@@ -1,8 +1,9 @@
 // Reading one ContentInfo/SignedData held in memory.
+#include "asn/asn_build.h"
 #include "asn/asn_element.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
-#include "signed/signed_codec.h"
+#include "signed/signed_oids.h"
 
 namespace cmskit {
 
@@ -37,11 +38,8 @@ ASNTSpan SpanOf(const IdentObj& element) { return ASNTSpan{element.data(), eleme
 // The header of a whole element, with its contents checked to lie inside it
 // before anything looks at them.
 int ReadBoundedHeader(const ASNTSpan& element, ASNTElementInfo& info) {
-  info = ASNTElementInfo{};
-  int status = ASNTReadHeader(info, element.data, element.size);
-  if (status != 0) return status;
-  DWORD total = 0;
-  return ElementExtent(info, element.data, element.size, total);
+  uint64_t total = 0;
+  return ASNTBoundedHeader(element.data, element.size, info, total);
 }
 
 int DecodeValue(const ASNTSpan& element, ASNTElementInfo& info, IdentObj& value) {
@@ -54,11 +52,12 @@ int DecodeValue(const ASNTSpan& element, ASNTElementInfo& info, IdentObj& value)
 
 // The contents of a wrapper element: its definite length, or up to and
 // including the end-of-contents octets of an indefinite one.
-int WrapperContents(const ASNTSpan& element, const ASNTElementInfo& info, DWORD& length) {
-  DWORD total = 0;
-  const int status = ElementExtent(info, element.data, element.size, total);
+int WrapperContents(const ASNTSpan& element, DWORD& length) {
+  ASNTElementInfo info{};
+  uint64_t total = 0;
+  const int status = ASNTBoundedHeader(element.data, element.size, info, total);
   if (status != 0) return status;
-  length = total - static_cast<DWORD>(info.contents - element.data);
+  length = static_cast<DWORD>(total - static_cast<uint64_t>(info.contents - element.data));
   return 0;
 }
 
@@ -90,7 +89,7 @@ bool SignData::ReadObject(const BYTE* pData, DWORD cbData, int* pError) {
   // Only the class is required of the wrapper: its tag number is not looked at.
   if (info.tagClass != kASNTContext) return FailDirect(kCorrupt);
   DWORD length = 0;
-  if (WrapperContents(wrapper, info, length) != 0) return FailDirect(kCorrupt);
+  if (WrapperContents(wrapper, length) != 0) return FailDirect(kCorrupt);
   return ReadSignedData(info.contents, length, pError);
 }
 
@@ -108,7 +107,7 @@ bool SignData::ReadSignedData(const BYTE* data, DWORD size, int* pError) {
   IdentObj value;
   status = DecodeValue(children[0], info, value);
   if (status != 0) return FailDecoder(pError, status);
-  const DWORD number = SmallIntegerValue(value);
+  const DWORD number = ASNTSmallInteger(value);
   if (number != 1 && number != 3) return FailDirect(kBadVersion);
   version = number;
 
@@ -198,7 +197,7 @@ int SignData::ReadContentChild(const ASNTSpan& child) {
   DWORD length = child.size;
   if (info.tagNumber != kASNTOctetString) {
     if (info.tagClass != kASNTContext) return 0;
-    status = WrapperContents(child, info, length);
+    status = WrapperContents(child, length);
     if (status != 0) return Mapped(status);
     ASNTElementInfo inner{};
     status = ASNTReadHeader(inner, info.contents, length);
@@ -207,7 +206,7 @@ int SignData::ReadContentChild(const ASNTSpan& child) {
     octetString = info.contents;
   }
   IdentObj octets;
-  status = OctetStringValue(octetString, length, octets);
+  status = ASNTOctetStringValue(octetString, length, octets);
   if (status != 0) return Mapped(status);
   encapContentInfo.data = std::move(octets);
   return 0;
@@ -221,18 +220,18 @@ int SignData::ReadElementSet(const ASNTSpan& element, uint32_t tagNumber, std::l
   int status = ASNTReadHeader(info, element.data, element.size);
   if (status == 0 && (info.tagClass != kASNTContext || info.tagNumber != tagNumber))
     return static_cast<int>(kBadTag);
-  DWORD end = 0;
-  if (status == 0) status = ElementExtent(info, element.data, element.size, end);
-  DWORD position = status == 0 ? static_cast<DWORD>(info.contents - element.data) : end;
+  uint64_t end = 0;
+  if (status == 0) status = ASNTBoundedHeader(element.data, element.size, info, end);
+  uint64_t position = status == 0 ? static_cast<uint64_t>(info.contents - element.data) : end;
   while (status == 0 && position < end) {
     ASNTElementInfo item{};
     const BYTE* at = element.data + position;
-    status = ASNTReadHeader(item, at, end - position);
+    status = ASNTReadHeader(item, at, static_cast<DWORD>(end - position));
     if (status != 0 || item.length == 0) break;
-    DWORD extent = 0;
-    status = ElementExtent(item, at, end - position, extent);
+    uint64_t extent = 0;
+    status = ASNTBoundedHeader(at, end - position, item, extent);
     if (status != 0) break;
-    out.emplace_back(at, extent);
+    out.emplace_back(at, static_cast<uint32_t>(extent));
     position += extent;
   }
   if (status == 0) return 0;

@@ -1,12 +1,13 @@
 // Writing a SignData as one DER ContentInfo in memory.
 #include <cstring>
 
+#include "asn/asn_build.h"
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/segment_walk.h"
-#include "signed/signed_codec.h"
 #include "signed/signed_layout.h"
+#include "signed/signed_oids.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -63,8 +64,9 @@ void FillContent(const SignData& message, const ContentSource& source, BYTE* out
   }
   CTOOFile file = OpenContentFile(source.name);
   if (source.segmented) {
+    SignedFileReader reader(file, kASNTFileForm);
     MemorySink sink(out, source.size);
-    if (WalkSegments(file, source.begin, source.range, sink) != 0 || sink.produced != source.size)
+    if (WalkSegments(reader, source.begin, source.range, sink) != 0 || sink.produced != source.size)
       throw XTOOStatus(kStatusReadError, source.name, false);
     return;
   }

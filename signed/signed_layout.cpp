@@ -1,11 +1,23 @@
 #include "signed/signed_layout.h"
 
+#include "asn/asn_build.h"
+#include "asn/asn_element.h"
 #include "cmskit/asn_codec.h"
-#include "signed/signed_codec.h"
+#include "cmskit/status.h"
+#include "signed/signed_oids.h"
 
 namespace cmskit {
 
 namespace {
+
+constexpr char kOrigin[] = "SignData";
+
+// A SignedData is written into one IdentObj or through 32-bit offsets, so
+// no element may reach 4 GiB.
+IdentObj Header(uint8_t tagClass, uint8_t constructed, uint32_t tagNumber, uint64_t contentLength) {
+  if (contentLength > kASNTMaxElement) ASNTRaise(kStatusBadArgument, kOrigin);
+  return ASNTEncodeHeader(tagClass, constructed, tagNumber, contentLength);
+}
 
 uint64_t TotalSize(const std::list<IdentObj>& items) {
   uint64_t total = 0;
@@ -17,7 +29,7 @@ uint64_t TotalSize(const std::list<IdentObj>& items) {
 IdentObj OptionalSetHeader(uint32_t tagNumber, const std::list<IdentObj>& items, uint64_t& size) {
   if (items.empty()) return IdentObj();
   const uint64_t contents = TotalSize(items);
-  IdentObj header = EncodeSignedHeader(kASNTContext, kASNTConstructed, tagNumber, contents);
+  IdentObj header = Header(kASNTContext, kASNTConstructed, tagNumber, contents);
   size = header.size() + contents;
   return header;
 }
@@ -26,30 +38,29 @@ IdentObj OptionalSetHeader(uint32_t tagNumber, const std::list<IdentObj>& items,
 
 SignedLayout LayOutSignedData(const SignData& message, uint64_t contentSize, bool withContent) {
   SignedLayout p;
-  p.contentType = EncodeOid(message.contentType);
-  p.version = EncodeVersion(message.version);
-  p.algorithms = EncodeAlgorithmSet(message.digestAlgorithms);
-  p.encapType = EncodeOid(message.encapContentInfo.id);
+  p.contentType = ASNTBuildOid(message.contentType, kOrigin);
+  p.version = ASNTBuildInteger(message.version);
+  p.algorithms = ASNTBuildAlgorithmSet(message.digestAlgorithms, kOrigin);
+  p.encapType = ASNTBuildOid(message.encapContentInfo.id, kOrigin);
   uint64_t contentElement = 0;
   if (withContent) {
-    p.octetHeader = EncodeSignedHeader(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
-    p.wrapperHeader =
-        EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.octetHeader.size() + contentSize);
+    p.octetHeader = Header(kASNTUniversal, kASNTPrimitive, kASNTOctetString, contentSize);
+    p.wrapperHeader = Header(kASNTContext, kASNTConstructed, 0, p.octetHeader.size() + contentSize);
     contentElement = p.wrapperHeader.size() + p.octetHeader.size() + contentSize;
   }
-  p.encapHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence,
-                                     p.encapType.size() + contentElement);
+  p.encapHeader =
+      Header(kASNTUniversal, kASNTConstructed, kASNTSequence, p.encapType.size() + contentElement);
   uint64_t certificates = 0, crls = 0;
   p.certificatesHeader = OptionalSetHeader(0, message.certificates, certificates);
   p.crlsHeader = OptionalSetHeader(1, message.crls, crls);
   const uint64_t signers = TotalSize(message.signerInfos);
-  p.signersHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSet, signers);
+  p.signersHeader = Header(kASNTUniversal, kASNTConstructed, kASNTSet, signers);
   const uint64_t body = p.version.size() + p.algorithms.size() + p.encapHeader.size() + p.encapType.size() +
                         contentElement + certificates + crls + p.signersHeader.size() + signers;
-  p.bodyHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, body);
-  p.explicitHeader = EncodeSignedHeader(kASNTContext, kASNTConstructed, 0, p.bodyHeader.size() + body);
+  p.bodyHeader = Header(kASNTUniversal, kASNTConstructed, kASNTSequence, body);
+  p.explicitHeader = Header(kASNTContext, kASNTConstructed, 0, p.bodyHeader.size() + body);
   const uint64_t outer = p.contentType.size() + p.explicitHeader.size() + p.bodyHeader.size() + body;
-  p.outerHeader = EncodeSignedHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, outer);
+  p.outerHeader = Header(kASNTUniversal, kASNTConstructed, kASNTSequence, outer);
   p.total = p.outerHeader.size() + outer;
   return p;
 }

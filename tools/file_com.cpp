@@ -216,4 +216,44 @@ int32_t CTOOFile::Tell() {
   return static_cast<int32_t>(position);
 }
 
+uint64_t CTOOFile::GetLength64() {
+  Clear();
+  if (!imp_) {
+    RecordClosed(0);
+    return UINT64_MAX;
+  }
+  _fseeki64(Stream(), 0, SEEK_CUR);
+  const int64_t length = _filelengthi64(_fileno(Stream()));
+  if (length < 0) {
+    message = fileName_;
+    SetFileError(kStatusLength, static_cast<uint32_t>(errno));
+    return UINT64_MAX;
+  }
+  return static_cast<uint64_t>(length);
+}
+
+int CTOOFile::Seek64(int64_t offset, int origin) {
+  Clear();
+  if (!imp_) {
+    RecordClosed(632);
+    return -1;
+  }
+  return _fseeki64(Stream(), offset, origin);
+}
+
+int64_t CTOOFile::Tell64() {
+  Clear();
+  if (!imp_) {
+    RecordClosed(662);
+    return -1;
+  }
+  const int64_t position = _ftelli64(Stream());
+  if (position < 0) {
+    message = fileName_;
+    SetFileError(kStatusTell, static_cast<uint32_t>(errno));
+    return -1;
+  }
+  return position;
+}
+
 }  // namespace cmskit

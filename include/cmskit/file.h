@@ -34,6 +34,15 @@ class CMSKIT_API CTOOFile : public XTOOFile {
   int Seek(long offset, int origin);
   int32_t Tell();
 
+  // 64-bit companions of GetLength, Seek and Tell, for files of 4 GiB and
+  // more (where `long` is 32-bit, as on Windows, Seek and Tell cannot reach
+  // past 2 GiB). Failures are recorded as by their 32-bit siblings: status
+  // 45 and all ones from GetLength64, 118 and -1 from Tell64; on a closed
+  // file status 117.
+  uint64_t GetLength64();
+  int Seek64(int64_t offset, int origin);
+  int64_t Tell64();
+
  private:
   FILE* Stream() const;
   void RecordClosed(int line);

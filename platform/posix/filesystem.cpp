@@ -218,6 +218,18 @@ long _filelength(int fd) {
   return static_cast<long>(st.st_size);
 }
 
+int64_t _filelengthi64(int fd) {
+  struct stat st;
+  if (fstat(fd, &st) != 0) return -1;
+  return static_cast<int64_t>(st.st_size);
+}
+
+int _fseeki64(FILE* stream, int64_t offset, int origin) {
+  return fseeko(stream, static_cast<off_t>(offset), origin);
+}
+
+int64_t _ftelli64(FILE* stream) { return static_cast<int64_t>(ftello(stream)); }
+
 int _access(const char* path, int mode) { return access(NativePath(path).c_str(), mode & 6); }
 
 intptr_t _findfirst(const char* pattern, struct _finddata_t* data) {

@@ -178,6 +178,9 @@ PLATFORM_API int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int buff
 
 // C runtime names that POSIX spells differently or lacks
 PLATFORM_API long _filelength(int fd);
+PLATFORM_API int64_t _filelengthi64(int fd);
+PLATFORM_API int _fseeki64(FILE* stream, int64_t offset, int origin);
+PLATFORM_API int64_t _ftelli64(FILE* stream);
 PLATFORM_API int _access(const char* path, int mode);
 PLATFORM_API intptr_t _findfirst(const char* pattern, struct _finddata_t* data);
 PLATFORM_API int _findnext(intptr_t handle, struct _finddata_t* data);

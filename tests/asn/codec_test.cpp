@@ -172,7 +172,9 @@ TEST(ASNTGetSequenceAndSplitElements, Tables) {
       {"30 06 02 01 05 04 01 41 FF", 0, 8, {"02 01 05", "04 01 41"}},
       {"30 80 02 01 05 00 00 FF", 0, 7, {"02 01 05"}},
       {"30 80 30 80 02 01 01 00 00 00 00", 0, 11, {"30 80 02 01 01 00 00"}},  // indefinite child kept whole
-      {"30 80 02 01 05", kStatusCorrupt, 0, {}},
+      // Without its end-of-contents the children read so far stay in the list.
+      {"30 80 02 01 05", kStatusCorrupt, 5, {"02 01 05"}},
+      {"30 80 30 80 02 01 01 00 00 02", kStatusCorrupt, 9, {"30 80 02 01 01 00 00"}},
       {"04 01 00", kStatusBadTag, 0, {}},
       {"30 03 02 02 05 00", kStatusCorrupt, 2, {}},
       {"30 05 02 01 05 04 05", kStatusCorrupt, 5, {"02 01 05"}},

@@ -40,8 +40,12 @@ class DecryptContentTest : public ::testing::Test {
     CTOOFile file(path.c_str(), "rb");
     EXPECT_EQ(0, file.Seek(kJunk, SEEK_SET));
     EncryptedContentInfo eci;
-    EXPECT_EQ(message.size(), eci.ReadObject(file));
-    EXPECT_EQ(kJunk + message.size() - eci.contentLength - (message[1] == 0x80 ? 2 : 0), eci.contentOffset);
+    // An indefinite SEQUENCE leaves its own end-of-contents octets unread:
+    // the file stays right after [0].
+    const size_t closing = message[1] == 0x80 ? 2 : 0;
+    EXPECT_EQ(message.size() - closing, eci.ReadObject(file));
+    EXPECT_EQ(kJunk + message.size() - closing, static_cast<size_t>(file.Tell()));
+    EXPECT_EQ(kJunk + message.size() - eci.contentLength - closing, eci.contentOffset);
     return eci;
   }
   // DecryptContent into room for `room` bytes after 3 leading ones; `error` gets the last error.
