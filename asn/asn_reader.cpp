@@ -52,6 +52,7 @@ int ParseLength(const BYTE* data, uint64_t size, const ASNTHeaderForm& form, uin
   if (count > form.maxLengthOctets || count > size - at) return kStatusCorrupt;
   uint64_t length = 0;
   for (uint64_t i = 0; i < count; ++i) length = (length << 8) | data[at++];
+  header.lengthOctets = static_cast<uint8_t>(count);
   if (!form.wideLength) {
     // Only the low four octets survive a longer form. A definite length
     // equal to the indefinite marker could never fit a 32-bit buffer and

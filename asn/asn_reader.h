@@ -52,6 +52,9 @@ struct ASNTHeader {
   // contents, then the two zero octets that close them.
   bool zeroTerminated = false;
   uint64_t length = 0;
+  // Octets of a long-form length after its first; 0 for the short and the
+  // indefinite forms.
+  uint8_t lengthOctets = 0;
 
   uint64_t ContentsStart() const { return start + size; }
   // Exactly the two octets 00 00.

@@ -14,7 +14,7 @@ constexpr uint32_t kCopyBlock = 4096;
 // Blocks moved per read and write call: the copy is still made of whole
 // 4096-octet blocks (and the remainder), but each call to the stream carries
 // several of them, which spares most of the system calls.
-constexpr uint32_t kBlocksPerCall = 16;
+constexpr uint32_t kBlocksPerCall = 256;
 
 // Copies `length` octets from where `from` stands to where `to` stands: one
 // block when the length is at most kCopyBlock, else blocks of kCopyBlock and

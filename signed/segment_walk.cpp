@@ -56,9 +56,9 @@ CTOOFile OpenContentFile(const char* name) {
   return file;
 }
 
-uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length) {
+uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length, bool wide) {
   CTOOFile source = OpenContentFile(name);
-  SignedFileReader reader(source, kASNTFileForm);
+  SignedFileReader reader(source, wide);
   CountingSink counter;
   WalkSegments(reader, begin, length, counter);
   return counter.produced;

@@ -63,8 +63,9 @@ class FileSink : public SegmentSink {
 CTOOFile OpenContentFile(const char* name);
 
 // Octets of the segmented content lying at [begin, begin + length) of the
-// named file; a malformed range throws.
-uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length);
+// named file (read as a 64-bit member does with `wide`); a malformed range
+// throws.
+uint64_t SegmentedContentSize(const char* name, uint64_t begin, uint64_t length, bool wide);
 
 // Walks the segments lying at [begin, begin + length) of the source, the two
 // end-of-contents octets that close them included: each primitive segment

@@ -1,5 +1,7 @@
 #include "cmskit/sign_data.h"
 
+#include <cstring>
+
 #include "asn/asn_build.h"
 #include "platform/win32.h"
 #include "signed/signed_oids.h"
@@ -31,6 +33,9 @@ SignData& SignData::operator=(const SignData& other) {
   crls = other.crls;
   signerInfos = other.signerInfos;
   dataInfo = other.dataInfo;
+  wideRange_ = other.wideRange_;
+  wideMark_ = other.wideMark_;
+  wide_ = other.wide_;
   // workPath stays: it names the file this object itself last read.
   return *this;
 }
@@ -52,6 +57,70 @@ DWORD SignData::GetDataSize() {
 
 DWORD SignData::GetObjectSize() { return GetDataSize() + contentType.size() + kHeaderAllowance; }
 
+namespace {
+
+bool SameWords(const ToSignStruct& a, const ToSignStruct& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+}  // namespace
+
+ToSignStruct64 SignData::ContentRange() const {
+  if (wide_ && SameWords(dataInfo, wideMark_)) return wideRange_;
+  return ToSignStruct64(dataInfo);
+}
+
+bool SignData::ContentTooLarge() const {
+  ToSignStruct narrow;
+  return wide_ && SameWords(dataInfo, wideMark_) && !wideRange_.Narrow(narrow);
+}
+
+// A range that fits goes to dataInfo alone. One that does not is kept aside,
+// and dataInfo keeps the flags and name with an empty range as the mark of
+// it: a caller who replaces dataInfo replaces the range too.
+void SignData::SetContentRange(const ToSignStruct64& range) {
+  wide_ = !range.Narrow(dataInfo);
+  if (!wide_) return;
+  wideRange_ = range;
+  dataInfo = ToSignStruct();
+  dataInfo.flags = range.flags;
+  dataInfo.fileMark = range.fileMark;
+  dataInfo.data = range.data;
+  dataInfo.extra = range.extra;
+  wideMark_ = dataInfo;
+}
+
+void SignData::ResolveContentEnd(uint64_t end) {
+  if (wide_ && SameWords(dataInfo, wideMark_)) {
+    wideRange_.end = end;
+  } else if (end < ToSignStruct::kToEndOfFile) {
+    dataInfo.end = static_cast<DWORD>(end);
+  } else {
+    ToSignStruct64 range(dataInfo);
+    range.end = end;
+    SetContentRange(range);
+  }
+}
+
+ToSignStruct64 SignData::GetDataInfo64() const { return ContentRange(); }
+
+bool SignData::AttachData64(const ToSignStruct64& content, int* pError) {
+  if (!(content.flags & ToSignStruct::kInFile)) {
+    // Memory content is copied whole into the object: the 32-bit rules hold.
+    ToSignStruct narrow;
+    if (!content.Narrow(narrow)) {
+      if (pError) *pError = static_cast<int>(kErrorFileTooLarge);
+      SetLastError(kErrorFileTooLarge);
+      return false;
+    }
+    return AttachData(narrow, pError);
+  }
+  ToSignStruct named;
+  named.flags = content.flags;
+  named.data = content.data;
+  if (!AttachData(named, pError)) return false;
+  SetContentRange(content);
+  return true;
+}
+
 bool SignData::AttachData(const ToSignStruct& content, int* pError) {
   DWORD code = 0;
   if (content.flags & ToSignStruct::kInFile) {
@@ -65,6 +134,7 @@ bool SignData::AttachData(const ToSignStruct& content, int* pError) {
       encapContentInfo.id = kOidData;
       encapContentInfo.data.Clear();
       dataInfo = content;
+      wide_ = false;
     }
   } else if (content.end < content.begin || (content.end != content.begin && !content.data)) {
     // A reversed range or a missing buffer would send the copy astray.

@@ -72,10 +72,10 @@ class DetachTarget {
 DWORD WalkSegmentsCode(SignedFileReader& source, uint64_t begin, uint64_t length, SegmentSink& sink) {
   DWORD code = 0;
   const int status = CatchStatus([&] { code = WalkSegments(source, begin, length, sink); });
-  return status ? StatusToWin32(status) : code;
+  return status ? BoundaryCode(status) : code;
 }
 
-DWORD WriteFile(const char* name, const IdentObj& bytes, ToSignStruct& out) {
+DWORD WriteFile(const char* name, const IdentObj& bytes, ToSignStruct64& out) {
   CTOOFile file(name, "wb");
   if (!file.IsOpen()) return OpenFailure(file);
   const uint32_t written = file.Write(bytes.data(), bytes.size());
@@ -84,13 +84,13 @@ DWORD WriteFile(const char* name, const IdentObj& bytes, ToSignStruct& out) {
   return written == bytes.size() ? 0 : kIncompleteCopy;
 }
 
-DWORD NothingToMemory(ToSignStruct& out) {
+DWORD NothingToMemory(ToSignStruct64& out) {
   out.begin = 0;
   out.end = 0;
   return 0;
 }
 
-DWORD CopyToMemory(const IdentObj& bytes, ToSignStruct& out) {
+DWORD CopyToMemory(const IdentObj& bytes, ToSignStruct64& out) {
   if (!bytes.IsEmpty() && !out.data) out.data = new BYTE[bytes.size()];
   if (!bytes.IsEmpty()) std::memcpy(out.data, bytes.data(), bytes.size());
   out.begin = 0;
@@ -98,12 +98,19 @@ DWORD CopyToMemory(const IdentObj& bytes, ToSignStruct& out) {
   return 0;
 }
 
+// The octets a new buffer gets for a file range: as recorded, not as
+// resolved. With the 32-bit "to the end" marker that is more than the
+// content (in 32-bit arithmetic), and this stays so; the 64-bit member
+// takes the resolved length there.
+uint64_t RecordedLength(const ToSignStruct64& range, uint64_t length, bool wide) {
+  if (!wide) return static_cast<DWORD>(static_cast<DWORD>(range.end) - static_cast<DWORD>(range.begin));
+  return range.end == ToSignStruct64::kToEndOfFile ? length : range.end - range.begin;
+}
+
 // A file range (plain or in segments) into the caller's buffer or a new one.
-// A new buffer is sized from the range as recorded, not as resolved: with
-// the "to the end" marker that is more than the content, and this stays so.
-DWORD FileRangeToMemory(SignedFileReader& source, const ToSignStruct& range, uint64_t length,
-                        ToSignStruct& out) {
-  const uint64_t recorded = static_cast<DWORD>(range.end - range.begin);
+DWORD FileRangeToMemory(SignedFileReader& source, const ToSignStruct64& range, uint64_t length,
+                        ToSignStruct64& out, bool wide) {
+  const uint64_t recorded = RecordedLength(range, length, wide);
   if (length != 0 && !out.data) {
     out.data = new (std::nothrow) BYTE[recorded];
     if (!out.data) return kNoMemory;
@@ -114,17 +121,17 @@ DWORD FileRangeToMemory(SignedFileReader& source, const ToSignStruct& range, uin
     out.begin = 0;
     out.end = 0;
     if (source.Reader().Read(range.begin, buffer, length) != 0) return kIncompleteCopy;
-    out.end = static_cast<DWORD>(length);
+    out.end = length;
     return 0;
   }
   MemorySink sink(buffer + out.begin, recorded);
   const DWORD code = WalkSegmentsCode(source, range.begin, length, sink);
-  out.end = static_cast<DWORD>(out.begin + sink.produced);
+  out.end = out.begin + sink.produced;
   return code;
 }
 
-DWORD FileRangeToFile(SignedFileReader& source, const ToSignStruct& range, uint64_t length,
-                      const char* target, ToSignStruct& out) {
+DWORD FileRangeToFile(SignedFileReader& source, const ToSignStruct64& range, uint64_t length,
+                      const char* target, ToSignStruct64& out) {
   CTOOFile file(target, "wb");
   if (!file.IsOpen()) return OpenFailure(file);
   FileSink sink(file);
@@ -135,53 +142,72 @@ DWORD FileRangeToFile(SignedFileReader& source, const ToSignStruct& range, uint6
     code = sink.Take(source.Reader(), range.begin, length);
   if (code == 0) code = sink.Finish();
   out.begin = 0;
-  out.end = static_cast<DWORD>(sink.produced);
+  out.end = sink.produced;
   return code;
 }
 
-DWORD FileRange(const ToSignStruct& range, const char* target, ToSignStruct& out) {
+DWORD FileRange(const ToSignStruct64& range, const char* target, ToSignStruct64& out, bool wide) {
   CTOOFile file(static_cast<const char*>(range.data), "rb");
   if (!file.IsOpen()) return OpenFailure(file);
-  SignedFileReader source(file, kASNTFileForm);
+  SignedFileReader source(file, wide);
   uint64_t end = range.end;
-  if (end == ToSignStruct::kToEndOfFile) end = source.End();
+  if (end == ToSignStruct64::kToEndOfFile) end = source.End();
   if (end < range.begin || end > source.End()) return kIncompleteCopy;
   const uint64_t length = end - range.begin;
+  // The 32-bit member could not report the octets it delivered.
+  if (!wide && length >= ToSignStruct::kToEndOfFile) return kErrorFileTooLarge;
   if (target) return FileRangeToFile(source, range, length, target, out);
-  return FileRangeToMemory(source, range, length, out);
+  return FileRangeToMemory(source, range, length, out, wide);
 }
 
 }  // namespace
 
 bool SignData::DetachData(ToSignStruct& out, int* pError) {
-  DWORD code = 0;
-  const int status = CatchStatus([&] { code = DetachContent(out); });
-  if (status != 0) code = StatusToWin32(status);
+  DWORD code = kErrorFileTooLarge;
+  if (!ContentTooLarge()) {
+    ToSignStruct64 wide(out);
+    const int status = CatchStatus([&] { code = DetachContent(wide, false); });
+    if (status != 0) code = BoundaryCode(status);
+    // Only what the 32-bit caller can be told travels back.
+    out.data = wide.data;
+    out.begin = static_cast<DWORD>(wide.begin);
+    out.end = static_cast<DWORD>(wide.end);
+  }
   if (pError) *pError = static_cast<int>(code);
   SetLastError(code);
   return code == 0;
 }
 
-DWORD SignData::DetachContent(ToSignStruct& out) {
-  const bool inFile = (dataInfo.flags & ToSignStruct::kInFile) != 0;
+bool SignData::DetachData64(ToSignStruct64& out, int* pError) {
+  DWORD code = 0;
+  const int status = CatchStatus([&] { code = DetachContent(out, true); });
+  if (status != 0) code = BoundaryCode(status);
+  if (pError) *pError = static_cast<int>(code);
+  SetLastError(code);
+  return code == 0;
+}
+
+DWORD SignData::DetachContent(ToSignStruct64& out, bool wide) {
+  const ToSignStruct64 range = ContentRange();
+  const bool inFile = (range.flags & ToSignStruct::kInFile) != 0;
   // The source file: the content's own when it lives in a file, else the one
   // this object was read from.
-  const char* source = inFile && dataInfo.data ? static_cast<const char*>(dataInfo.data) : workPath.c_str();
+  const char* source = inFile && range.data ? static_cast<const char*>(range.data) : workPath.c_str();
   const bool toFile = (out.flags & ToSignStruct::kInFile) != 0;
   DetachTarget target(source, static_cast<const char*>(out.data), toFile);
   if (toFile && !target.IsNamed()) return ERROR_BAD_ARGUMENTS;
   const char* staging = toFile ? target.Staging() : nullptr;
 
   DWORD code = 0;
-  if (dataInfo.end == dataInfo.begin && encapContentInfo.data.IsEmpty())
+  if (range.end == range.begin && encapContentInfo.data.IsEmpty())
     code = toFile ? WriteFile(staging, IdentObj(), out) : NothingToMemory(out);
   else if (!inFile)
     code = toFile ? WriteFile(staging, encapContentInfo.data, out) : CopyToMemory(encapContentInfo.data, out);
   else
-    code = FileRange(dataInfo, staging, out);
+    code = FileRange(range, staging, out, wide);
   if (code == 0 && toFile) code = target.Finish();
   if (code != 0) return code;
-  if (inFile) dataInfo = ToSignStruct();
+  if (inFile) SetContentRange(ToSignStruct64());
   encapContentInfo.data.Clear();
   return 0;
 }

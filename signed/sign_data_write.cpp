@@ -21,9 +21,10 @@ constexpr int kStatusNoFile = 4;
 uint64_t CheckFileRange(const char* name, DWORD begin, DWORD& end) {
   if (!name || !FileExists(name)) throw XTOOStatus(kStatusNoFile, name, false);
   XTOOFile lengthError;
-  const uint64_t fileSize = GetFileLengthByName(name, lengthError);
+  const uint64_t fileSize = GetFileLengthByName64(name, lengthError);
   if (lengthError.IsError()) throw XTOOStatus(static_cast<uint32_t>(lengthError.GetStatus()), name, false);
   if (end == ToSignStruct::kToEndOfFile) {
+    if (fileSize >= ToSignStruct::kToEndOfFile) throw XTOOStatus(kStatusTooLarge, name, false);
     end = static_cast<DWORD>(fileSize);
     return fileSize;
   }
@@ -52,7 +53,7 @@ ContentSource LocateContent(SignData& message) {
   source.segmented = (content.flags & ToSignStruct::kChunkedFile) != 0;
   source.size = source.range;
   // Content recorded as segments is written as its octets alone.
-  if (source.segmented) source.size = SegmentedContentSize(source.name, source.begin, source.range);
+  if (source.segmented) source.size = SegmentedContentSize(source.name, source.begin, source.range, false);
   return source;
 }
 
@@ -64,7 +65,7 @@ void FillContent(const SignData& message, const ContentSource& source, BYTE* out
   }
   CTOOFile file = OpenContentFile(source.name);
   if (source.segmented) {
-    SignedFileReader reader(file, kASNTFileForm);
+    SignedFileReader reader(file, false);
     MemorySink sink(out, source.size);
     if (WalkSegments(reader, source.begin, source.range, sink) != 0 || sink.produced != source.size)
       throw XTOOStatus(kStatusReadError, source.name, false);
@@ -80,8 +81,7 @@ void FillContent(const SignData& message, const ContentSource& source, BYTE* out
 // always written, even when the file is empty.
 IdentObj EncodeMessage(SignData& message) {
   const ContentSource source = LocateContent(message);
-  const SignedLayout layout = LayOutSignedData(message, source.size, source.name || source.size > 0);
-  if (layout.total > 0xFFFFFFFFu) throw XTOOStatus(kStatusBadArgument, "SignData", false);
+  const SignedLayout layout = LayOutSignedData(message, source.size, source.name || source.size > 0, false);
   IdentObj encoded;
   encoded.Allocate(static_cast<uint32_t>(layout.total));
   BYTE* cursor = encoded.data();
@@ -102,7 +102,10 @@ IdentObj EncodeMessage(SignData& message) {
 
 IdentObj SignData::WriteObject(int* pError) {
   IdentObj encoded;
-  RunOrRethrow(pError, [&] { encoded = EncodeMessage(*this); });
+  RunOrRethrow(pError, [&] {
+    if (ContentTooLarge()) throw XTOOStatus(kStatusTooLarge, "SignData", false);
+    encoded = EncodeMessage(*this);
+  });
   return encoded;
 }
 

@@ -10,8 +10,8 @@ namespace {
 
 }  // namespace
 
-SignedFileReader::SignedFileReader(CTOOFile& file, const ASNTHeaderForm& form)
-    : file_(file), reader_(file, form) {
+SignedFileReader::SignedFileReader(CTOOFile& file, bool wide)
+    : file_(file), reader_(file, kASNTWideForm), wide_(wide) {
   if (reader_.Status() != 0)
     throw XTOOStatus(static_cast<uint32_t>(reader_.Status()), file.GetFileName(), false);
 }
@@ -20,6 +20,11 @@ ASNTHeader SignedFileReader::Header(uint64_t position) {
   if (position >= End()) Throw(kStatusTruncated);
   ASNTHeader header;
   if (reader_.ReadHeader(position, header) != 0) Throw(kStatusCorrupt);
+  if (wide_) return header;
+  constexpr uint8_t kNarrowLengthOctets = 4;
+  if (header.lengthOctets > kNarrowLengthOctets)
+    Throw(header.length > 0xFFFFFFFFu ? kStatusTooLarge : kStatusCorrupt);
+  if (!header.indefinite && header.length == kASNTIndefinite) Throw(kStatusCorrupt);
   return header;
 }
 

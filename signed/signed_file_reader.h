@@ -2,6 +2,9 @@
 // use it: the reader's faults become this family's statuses, thrown. A
 // header or octets wanted at or past the end of the file are 37; a header or
 // length that cannot be read, 206; a short read, 5 with the file's name.
+// The 32-bit members read at most four length octets; a longer length that
+// needs more than 32 bits is one they cannot express (kStatusTooLarge), not
+// a corrupt one.
 #ifndef CMSKIT_SIGNED_SIGNED_FILE_READER_H
 #define CMSKIT_SIGNED_SIGNED_FILE_READER_H
 
@@ -16,7 +19,8 @@ namespace cmskit {
 
 class SignedFileReader {
  public:
-  SignedFileReader(CTOOFile& file, const ASNTHeaderForm& form);
+  // `wide`: for the 64-bit members.
+  SignedFileReader(CTOOFile& file, bool wide);
 
   uint64_t End() const { return reader_.End(); }
   ASNTReader& Reader() { return reader_; }
@@ -32,6 +36,7 @@ class SignedFileReader {
  private:
   CTOOFile& file_;
   ASNTReader reader_;
+  bool wide_;
 };
 
 }  // namespace cmskit

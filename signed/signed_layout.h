@@ -21,9 +21,9 @@ struct SignedLayout {
 };
 
 // Encodes the pieces for content of `contentSize` octets; with `withContent`
-// false no eContent is written at all (a detached signature). Throws on an
-// element too long to encode.
-SignedLayout LayOutSignedData(const SignData& message, uint64_t contentSize, bool withContent);
+// false no eContent is written at all (a detached signature). Without
+// `wide` (the 32-bit writers) a message of 4 GiB or more is kStatusTooLarge.
+SignedLayout LayOutSignedData(const SignData& message, uint64_t contentSize, bool withContent, bool wide);
 
 // Hands the message's octets to `emit(const void* bytes, uint64_t size)` in
 // order and calls `content()` where the content octets belong.

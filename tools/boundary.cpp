@@ -5,7 +5,7 @@
 namespace cmskit {
 
 bool DeliverStatus(int* pError, int status) {
-  const uint32_t code = StatusToWin32(status);
+  const uint32_t code = BoundaryCode(status);
   if (pError) {
     *pError = static_cast<int>(code);
   } else if (status != 0) {

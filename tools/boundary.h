@@ -11,6 +11,12 @@
 
 namespace cmskit {
 
+// StatusToWin32, and kStatusTooLarge as ERROR_FILE_TOO_LARGE, which no
+// status of the mapping table reaches.
+inline uint32_t BoundaryCode(int status) {
+  return status == kStatusTooLarge ? kErrorFileTooLarge : StatusToWin32(status);
+}
+
 // The status convention of the internal routines: store `code` when the caller
 // gave a status pointer, else throw it (with the routine's name) on failure.
 inline void ReportStatus(int* status, int code, const char* routine) {
@@ -49,7 +55,7 @@ void RunOrRethrow(int* pError, Body&& body) {
     if (pError) *pError = 0;
   } catch (const XTOOStatus& e) {
     if (!pError) throw;
-    *pError = static_cast<int>(StatusToWin32(e.GetStatus()));
+    *pError = static_cast<int>(BoundaryCode(e.GetStatus()));
   } catch (const std::bad_alloc&) {
     if (!pError) throw XTOOStatus(kStatusNoMemory, true);
     *pError = static_cast<int>(StatusToWin32(kStatusNoMemory));

@@ -149,4 +149,22 @@ uint32_t GetFileLengthByName(const char* path, XTOOFile& error) {
   return static_cast<uint32_t>(length);
 }
 
+uint64_t GetFileLengthByName64(const char* path, XTOOFile& error) {
+  const int fd = _open(path, _O_RDONLY | _O_BINARY);
+  if (fd == -1) {
+    error.message = path;
+    error.SetFileError(kStatusOpenFailed, static_cast<uint32_t>(errno));
+    return UINT64_MAX;
+  }
+  const int64_t length = _filelengthi64(fd);
+  const int savedErrno = errno;
+  _close(fd);
+  if (length < 0) {
+    error.message = path;
+    error.SetFileError(kStatusLength, static_cast<uint32_t>(savedErrno));
+    return UINT64_MAX;
+  }
+  return static_cast<uint64_t>(length);
+}
+
 }  // namespace cmskit

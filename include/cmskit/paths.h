@@ -52,6 +52,9 @@ CMSKIT_API bool CopyWithRetry(const char* source, const char* target, bool failI
 CMSKIT_API uint32_t GetAttributes(const char* path, XTOOFile& error);
 CMSKIT_API bool SetAttributes(const char* path, uint32_t attributes, XTOOFile& error);
 CMSKIT_API uint32_t GetFileLengthByName(const char* path, XTOOFile& error);
+// The 64-bit companion, for files of 4 GiB and more: the same failures, with
+// all ones (64-bit) as the failure value.
+CMSKIT_API uint64_t GetFileLengthByName64(const char* path, XTOOFile& error);
 
 }  // namespace cmskit
 

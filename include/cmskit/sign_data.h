@@ -51,6 +51,31 @@ static_assert(offsetof(ToSignStruct, begin) == 16 && offsetof(ToSignStruct, end)
               "begin and end share the third word");
 static_assert(offsetof(ToSignStruct, extra) == 24, "extra is the fourth word");
 
+// The 64-bit sibling of ToSignStruct, for content in files of 4 GiB and
+// more: the same members and meanings with 64-bit offsets. An `end` of all
+// ones means "up to the end of the file".
+struct CMSKIT_API ToSignStruct64 {
+  static constexpr DWORD kInFile = ToSignStruct::kInFile;
+  static constexpr DWORD kChunkedFile = ToSignStruct::kChunkedFile;
+  static constexpr DWORD kFileMark = ToSignStruct::kFileMark;
+  static constexpr uint64_t kToEndOfFile = UINT64_MAX;
+
+  // All zero.
+  ToSignStruct64();
+  // The same range; ToSignStruct's "to the end of the file" stays that.
+  explicit ToSignStruct64(const ToSignStruct& narrow);
+  // The 32-bit form of this range into `out`; false (and `out` untouched)
+  // when an offset does not fit 32 bits.
+  bool Narrow(ToSignStruct& out) const;
+
+  DWORD flags;
+  DWORD fileMark;
+  void* data;
+  uint64_t begin;
+  uint64_t end;
+  uint64_t extra;
+};
+
 class SignDataTestPeer;
 struct ASNTSpan;
 
@@ -82,6 +107,19 @@ class CMSKIT_API SignData {
   // returns the bytes written, 0 on failure (reported as last error).
   DWORD WriteObject(CTOOFile& file, DWORD offset);
 
+  // 64-bit companions of the members above that take or give file offsets
+  // and sizes, for messages and content of 4 GiB and more; they behave as
+  // their 32-bit siblings in every other respect. An offset of all ones means
+  // "where the file stands". The 32-bit members keep their behaviour for
+  // anything they can express; for a message, offset or content range of
+  // 4 GiB or more they fail with ERROR_FILE_TOO_LARGE (223), also when the
+  // range was recorded by a 64-bit member.
+  ToSignStruct64 GetDataInfo64() const;
+  bool AttachData64(const ToSignStruct64& content, int* pError);
+  bool DetachData64(ToSignStruct64& out, int* pError);
+  uint64_t ReadObject64(const CTOOFile& file, uint64_t offset, int* pError);
+  uint64_t WriteObject64(CTOOFile& file, uint64_t offset);
+
   DWORD version;
   std::list<ASNAlgorithmIdentifier> digestAlgorithms;
   CASNTIdData encapContentInfo;
@@ -111,7 +149,20 @@ class CMSKIT_API SignData {
   int ReadEncapsContentInfo(const ASNTSpan& element);
   int ReadContentChild(const ASNTSpan& child);
   int ReadElementSet(const ASNTSpan& element, uint32_t tagNumber, std::list<IdentObj>& out);
-  DWORD DetachContent(ToSignStruct& out);
+  DWORD DetachContent(ToSignStruct64& out, bool wide);
+  // The content's place as the 64-bit members see it: `dataInfo`, unless a
+  // 64-bit member recorded a range there that `dataInfo` cannot hold and
+  // `dataInfo` still holds what it left.
+  ToSignStruct64 ContentRange() const;
+  // True when ContentRange is such a range: the 32-bit members refuse it.
+  bool ContentTooLarge() const;
+  void SetContentRange(const ToSignStruct64& range);
+  // The end an open ("to the end of the file") range resolved to.
+  void ResolveContentEnd(uint64_t end);
+
+  ToSignStruct64 wideRange_;
+  ToSignStruct wideMark_;
+  bool wide_ = false;
 };
 
 }  // namespace cmskit

@@ -29,7 +29,15 @@ enum : int {
   kStatusBadTag = 205,
   kStatusCorrupt = 206,
   kStatusAccessDenied = 501,
+  // A message, offset or size of 4 GiB or more met by a 32-bit member. The
+  // exported members report it as kErrorFileTooLarge; StatusToWin32 keeps
+  // its table and gives 1627 for it.
+  kStatusTooLarge = 1100,
 };
+
+// ERROR_FILE_TOO_LARGE: what the 32-bit members report for a message, offset
+// or size that only their 64-bit companions can handle.
+constexpr uint32_t kErrorFileTooLarge = 223;
 
 class CMSKIT_API XTOOBaseMsg {
  public:

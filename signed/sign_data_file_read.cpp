@@ -1,5 +1,6 @@
-// Reading and writing a SignData straight through a file: the content is
-// located on reading and copied block by block on writing, never loaded.
+// Reading a SignData straight through a file: the content is located, never
+// loaded. One reader serves the 32-bit member and its 64-bit companion; the
+// 32-bit one refuses what it could not report.
 #include "asn/asn_build.h"
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
@@ -16,7 +17,7 @@ namespace cmskit {
 namespace {
 
 constexpr DWORD kNoOffset = 0xFFFFFFFF;
-constexpr DWORD kOutOfRange = 0x8007000E;  // E_OUTOFMEMORY, the writer's range failure
+constexpr uint64_t kNoOffset64 = UINT64_MAX;
 constexpr int kStatusNotFound = 194;
 
 [[noreturn]] void Throw(int status) { throw XTOOStatus(static_cast<uint32_t>(status), "SignData", false); }
@@ -26,14 +27,6 @@ void AppendSplit(const IdentObj& contents, std::list<IdentObj>& out) {
   const int status = ASNTSplitElements(elements, contents.data(), contents.size());
   if (status != 0) Throw(status);
   out.splice(out.end(), elements);
-}
-
-// Emits one piece of the message; a file that reports a failed write stops
-// the message there.
-uint64_t Emit(CTOOFile& file, const void* bytes, uint64_t size) {
-  const uint32_t written = file.Write(bytes, static_cast<uint32_t>(size));
-  if (file.IsError()) Throw(file.GetStatus());
-  return written;
 }
 
 // The ContentInfo type the object expects, or the alias taken in its place.
@@ -53,6 +46,8 @@ struct Cursor {
   uint64_t at;
   uint64_t consumed;
   uint64_t base;
+  // The 32-bit member: content offsets must fit its descriptor.
+  bool narrow;
   void Advance(uint64_t octets) {
     at += octets;
     consumed += octets;
@@ -105,24 +100,31 @@ void ReadAlgorithms(SignData& message, SignedFileReader& reader, Cursor& cursor)
   }
 }
 
+// Where a 32-bit reading keeps the range as it is found, so that a failure
+// later on leaves what was recorded so far.
+void Keep(SignData& message, const Cursor& cursor, const ToSignStruct64& range) {
+  if (cursor.narrow && !range.Narrow(message.dataInfo)) Throw(kStatusTooLarge);
+}
+
 // The content's OCTET STRING header is at the cursor: its range is recorded,
 // its octets are not read.
-void RecordContent(SignData& message, SignedFileReader& reader, Cursor& cursor) {
+void RecordContent(SignData& message, SignedFileReader& reader, Cursor& cursor, ToSignStruct64& content) {
   const ASNTHeader octets = reader.Header(cursor.at);
   cursor.Advance(octets.size);
-  ToSignStruct& content = message.dataInfo;
-  content.begin = static_cast<DWORD>(cursor.base + cursor.consumed);
+  content.begin = cursor.base + cursor.consumed;
+  Keep(message, cursor, content);
   if (!octets.indefinite && octets.length == 0) return;
-  content.end = static_cast<DWORD>(content.begin + reader.ContentsLength(octets));
+  content.end = content.begin + reader.ContentsLength(octets);
   content.flags = ToSignStruct::kInFile | (octets.constructed ? ToSignStruct::kChunkedFile : 0);
   content.fileMark = ToSignStruct::kFileMark;
   content.data = const_cast<char*>(message.workPath.c_str());
+  Keep(message, cursor, content);
 }
 
 // encapContentInfo. The step past it is an absolute seek to its end counted
 // from the start of the message, without the message's offset in the file:
 // required, and kept, although the content range does include the offset.
-void ReadContent(SignData& message, SignedFileReader& reader, Cursor& cursor) {
+void ReadContent(SignData& message, SignedFileReader& reader, Cursor& cursor, ToSignStruct64& content) {
   const ASNTHeader encap = ExpectHeader(reader, cursor, kASNTSequence, kStatusBadTag);
   const uint64_t encapLength = reader.ContentsLength(encap);
   const uint64_t encapEnd = cursor.consumed + encapLength;
@@ -134,7 +136,7 @@ void ReadContent(SignData& message, SignedFileReader& reader, Cursor& cursor) {
     cursor.Advance(wrapper.size);
     if (wrapper.indefinite || wrapper.length != 0) {
       if (wrapper.tagClass != kASNTContext) Throw(kStatusBadTag);
-      RecordContent(message, reader, cursor);
+      RecordContent(message, reader, cursor, content);
     }
   }
   cursor.at = encapEnd;
@@ -172,20 +174,24 @@ void ReadClosings(SignedFileReader& reader, Cursor& cursor, uint32_t count) {
   }
 }
 
-Cursor StartAt(CTOOFile& file, const SignedFileReader& reader, DWORD offset) {
-  if (offset != kNoOffset) {
+Cursor StartAt(CTOOFile& file, const SignedFileReader& reader, uint64_t offset, bool narrow) {
+  if (offset != kNoOffset64) {
     if (offset > reader.End()) Throw(kStatusTruncated);
-    return Cursor{offset, 0, offset};
+    return Cursor{offset, 0, offset, narrow};
   }
-  const int32_t here = file.Tell();
+  const int64_t here = file.Tell64();
   if (here < 0) Throw(file.GetStatus());
-  return Cursor{static_cast<uint64_t>(here), 0, 0};
+  return Cursor{static_cast<uint64_t>(here), 0, 0, narrow};
 }
 
-DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
+// Returns the octets the message occupies; the content's range goes to
+// `content`, and, for the 32-bit member, to the object's descriptor as it is
+// found.
+uint64_t ReadMessage(SignData& message, CTOOFile& file, uint64_t offset, bool narrow,
+                     ToSignStruct64& content) {
   message.workPath = file.GetFileName();
-  SignedFileReader reader(file, kASNTFileForm);
-  Cursor cursor = StartAt(file, reader, offset);
+  SignedFileReader reader(file, !narrow);
+  Cursor cursor = StartAt(file, reader, offset, narrow);
   message.digestAlgorithms.clear();
   message.certificates.clear();
   message.crls.clear();
@@ -195,72 +201,11 @@ DWORD ReadMessage(SignData& message, CTOOFile& file, DWORD offset) {
 
   const uint32_t indefinite = ReadOuterFields(message, reader, cursor);
   ReadAlgorithms(message, reader, cursor);
-  ReadContent(message, reader, cursor);
+  ReadContent(message, reader, cursor, content);
   ReadSets(message, reader, cursor);
   ReadClosings(reader, cursor, indefinite);
-  return static_cast<DWORD>(cursor.consumed);
-}
-
-CTOOFile OpenContent(const ToSignStruct& content) {
-  return OpenContentFile(static_cast<const char*>(content.data));
-}
-
-// Content read in segments goes out as its octets alone, like any other.
-uint64_t StreamSegments(const ToSignStruct& content, CTOOFile& file, uint64_t contentSize) {
-  CTOOFile source = OpenContent(content);
-  SignedFileReader reader(source, kASNTFileForm);
-  FileSink sink(file);
-  const DWORD code = WalkSegments(reader, content.begin, content.end - content.begin, sink);
-  if (file.IsError()) Throw(file.GetStatus());
-  if (code != 0 || sink.produced != contentSize) Throw(kStatusReadError);
-  return sink.produced;
-}
-
-uint64_t StreamContent(SignData& message, CTOOFile& file, uint64_t contentSize) {
-  const ToSignStruct& content = message.dataInfo;
-  if (!(content.flags & ToSignStruct::kInFile)) {
-    const IdentObj& octets = message.encapContentInfo.data;
-    return Emit(file, octets.data(), octets.size());
-  }
-  if (content.flags & ToSignStruct::kChunkedFile) return StreamSegments(content, file, contentSize);
-  CTOOFile source = OpenContent(content);
-  if (content.begin != 0 && content.begin != kNoOffset)
-    source.Seek(static_cast<long>(content.begin), SEEK_SET);
-  const uint64_t copied = CopyBlocks(source, file, contentSize);
-  if (file.IsError()) Throw(file.GetStatus());
-  if (copied != contentSize) Throw(source.IsError() ? source.GetStatus() : kStatusReadError);
-  return copied;
-}
-
-// Size of the content the writer will stream, checked before anything is
-// written; 0 or the platform code to report.
-DWORD MeasureContent(ToSignStruct& content, uint64_t& size) {
-  if (!(content.flags & ToSignStruct::kInFile)) return 0;
-  const char* name = static_cast<const char*>(content.data);
-  XTOOFile lengthError;
-  const uint64_t fileLength = name ? GetFileLengthByName(name, lengthError) : 0xFFFFFFFF;
-  if (!name || lengthError.IsError()) return ERROR_FILE_NOT_FOUND;
-  if (content.end == ToSignStruct::kToEndOfFile) {
-    size = fileLength;
-    content.end = static_cast<DWORD>(fileLength);
-    return 0;
-  }
-  if (content.end < content.begin || content.begin > fileLength ||
-      fileLength - content.begin < static_cast<uint64_t>(content.end - content.begin))
-    return kOutOfRange;
-  size = content.end - content.begin;
-  if (!(content.flags & ToSignStruct::kChunkedFile)) return 0;
-  const int status = CatchStatus([&] { size = SegmentedContentSize(name, content.begin, size); });
-  return StatusToWin32(status);
-}
-
-DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
-  const SignedLayout layout = LayOutSignedData(message, contentSize, contentSize > 0);
-  uint64_t written = 0;
-  EmitSignedData(
-      layout, message, [&](const void* bytes, uint64_t size) { written += Emit(file, bytes, size); },
-      [&] { written += StreamContent(message, file, contentSize); });
-  return static_cast<DWORD>(written);
+  if (narrow && cursor.consumed > 0xFFFFFFFFu) Throw(kStatusTooLarge);
+  return cursor.consumed;
 }
 
 }  // namespace
@@ -268,34 +213,23 @@ DWORD StreamMessage(SignData& message, CTOOFile& file, uint64_t contentSize) {
 DWORD SignData::ReadObject(const CTOOFile& file, DWORD offset, int* pError) {
   // A copy shares the caller's open stream and keeps its own error record.
   CTOOFile stream(file);
-  DWORD consumed = 0;
-  const int status = CatchStatus([&] { consumed = ReadMessage(*this, stream, offset); });
-  return DeliverStatus(pError, status) ? consumed : 0;
+  uint64_t consumed = 0;
+  ToSignStruct64 content;
+  wide_ = false;
+  const int status = CatchStatus([&] {
+    consumed = ReadMessage(*this, stream, offset == kNoOffset ? kNoOffset64 : offset, true, content);
+  });
+  return DeliverStatus(pError, status) ? static_cast<DWORD>(consumed) : 0;
 }
 
-DWORD SignData::WriteObject(CTOOFile& file, DWORD offset) {
-  if (file.IsError()) {
-    SetLastError(StatusToWin32(file.GetStatus()));
-    return 0;
-  }
-  if (offset != kNoOffset) {
-    if (offset > file.GetLength()) {
-      SetLastError(kOutOfRange);
-      return 0;
-    }
-    file.Seek(static_cast<long>(offset), SEEK_SET);
-  }
-  uint64_t contentSize = encapContentInfo.data.size();
-  const DWORD code = MeasureContent(dataInfo, contentSize);
-  if (code != 0) {
-    SetLastError(code);
-    return 0;
-  }
-  DWORD written = 0;
-  const int status = CatchStatus([&] { written = StreamMessage(*this, file, contentSize); });
-  if (status == 0) return written;
-  SetLastError(StatusToWin32(status));
-  return 0;
+uint64_t SignData::ReadObject64(const CTOOFile& file, uint64_t offset, int* pError) {
+  CTOOFile stream(file);
+  uint64_t consumed = 0;
+  ToSignStruct64 content;
+  const int status = CatchStatus([&] { consumed = ReadMessage(*this, stream, offset, false, content); });
+  // What was found stays recorded, as the 32-bit member keeps it.
+  SetContentRange(content);
+  return DeliverStatus(pError, status) ? consumed : 0;
 }
 
 }  // namespace cmskit
