@@ -49,10 +49,17 @@ int ParseLength(const BYTE* data, uint64_t size, const ASNTHeaderForm& form, uin
     return MeasureZeroTerminated(data, at, size, header.length);
   }
   const uint64_t count = first & 0x7F;
-  if (count > form.maxLengthOctets || count > size - at) return kStatusCorrupt;
+  constexpr uint64_t kMostOctets = 8;
+  const uint64_t limit = form.tellTooLarge ? kMostOctets : form.maxLengthOctets;
+  if (count > limit || count > size - at) return kStatusCorrupt;
   uint64_t length = 0;
   for (uint64_t i = 0; i < count; ++i) length = (length << 8) | data[at++];
   header.lengthOctets = static_cast<uint8_t>(count);
+  if (count > form.maxLengthOctets) {
+    if (length <= 0xFFFFFFFFu) return kStatusCorrupt;
+    header.length = length;
+    return kStatusTooLarge;
+  }
   if (!form.wideLength) {
     // Only the low four octets survive a longer form. A definite length
     // equal to the indefinite marker could never fit a 32-bit buffer and
@@ -90,10 +97,10 @@ int ASNTParseHeader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form,
     parsed.tagNumber = (number << 7) | data[at++];
   }
   const int status = ParseLength(data, size, form, at, parsed);
-  if (status != 0) return status;
+  if (status != 0 && status != kStatusTooLarge) return status;
   parsed.size = static_cast<uint32_t>(at);
   header = parsed;
-  return 0;
+  return status;
 }
 
 ASNTReader::ASNTReader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form)
@@ -168,7 +175,12 @@ int ASNTReader::ReadHeader(uint64_t position, ASNTHeader& header) {
   const BYTE* at = Window(position, kMaxFileHeader, available);
   if (!at) return file_->GetStatus() != 0 ? file_->GetStatus() : kStatusReadError;
   header.start = position;
-  return ASNTParseHeader(at, available, form_, header);
+  const int status = ASNTParseHeader(at, available, form_, header);
+  if (status != kStatusTooLarge) return status;
+  // Too large only when the element would fit in the source: a length
+  // that runs past the end is a corrupt one.
+  const uint64_t from = header.ContentsStart();
+  return from <= end_ && header.length <= end_ - from ? kStatusTooLarge : kStatusCorrupt;
 }
 
 int ASNTReader::WalkIndefinite(uint64_t contentsStart, uint64_t& walked, bool& closed) {

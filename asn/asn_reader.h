@@ -25,18 +25,23 @@ namespace cmskit {
 //   reader, calls an indefinite primitive element corrupt: X.690 allows the
 //   indefinite form for constructed encodings only.
 // - The file readers of the 32-bit interface take at most four length octets.
+//   The message readers among them tell a longer length that needs more than
+//   32 bits, and does fit in the file, apart: it belongs to a message too
+//   large for them (kStatusTooLarge), not to a corrupt one.
 // - The wide form serves the 64-bit file members: eight octets, every bit
 //   kept.
 struct ASNTHeaderForm {
   uint8_t maxLengthOctets;
   bool wideLength;
   bool measurePrimitiveIndefinite;
+  bool tellTooLarge;
 };
 
-constexpr ASNTHeaderForm kASNTMemoryForm{8, false, true};
-constexpr ASNTHeaderForm kASNTStrictMemoryForm{8, false, false};
-constexpr ASNTHeaderForm kASNTFileForm{4, false, false};
-constexpr ASNTHeaderForm kASNTWideForm{8, true, false};
+constexpr ASNTHeaderForm kASNTMemoryForm{8, false, true, false};
+constexpr ASNTHeaderForm kASNTStrictMemoryForm{8, false, false, false};
+constexpr ASNTHeaderForm kASNTRecordFileForm{4, false, false, false};
+constexpr ASNTHeaderForm kASNTFileForm{4, false, false, true};
+constexpr ASNTHeaderForm kASNTWideForm{8, true, false, false};
 
 // One parsed header, addressed by position.
 struct ASNTHeader {
@@ -57,9 +62,10 @@ struct ASNTHeader {
   uint8_t lengthOctets = 0;
 
   uint64_t ContentsStart() const { return start + size; }
-  // Exactly the two octets 00 00.
+  // Exactly the two octets 00 00 (00 80 opens a measured primitive).
   bool IsEndOfContents() const {
-    return size == 2 && tagClass == kASNTUniversal && !constructed && tagNumber == 0 && length == 0;
+    return size == 2 && tagClass == kASNTUniversal && !constructed && tagNumber == 0 && length == 0 &&
+           !zeroTerminated;
   }
   bool Is(uint8_t cls, uint32_t number) const { return tagClass == cls && tagNumber == number; }
   // The codec's view: a 32-bit length (kASNTIndefinite for an indefinite
@@ -69,7 +75,9 @@ struct ASNTHeader {
 
 // Parses identifier and length octets at data[0 .. size) under `form`.
 // Statuses: 206 fewer than two octets, missing or refused length octets, an
-// unterminated indefinite primitive; 205 a tag number that does not end.
+// unterminated indefinite primitive; 205 a tag number that does not end;
+// with tellTooLarge, kStatusTooLarge for up to eight length octets whose
+// value needs more than 32 bits (`length` then holds it).
 int ASNTParseHeader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form, ASNTHeader& header);
 
 // Contents of a primitive element with the indefinite marker, from their

@@ -32,11 +32,17 @@ int ReadHeaderAt(ASNTReader& reader, CTOOFile& file, DWORD offset, ASNTHeader& h
   const int64_t position = file.Tell64();
   if (position < 0) return kStatusTell;
   if (offset != kUnknownOffset && offset >= reader.End()) return kStatusTruncated;
-  return reader.ReadHeader(static_cast<uint64_t>(position), header);
+  const int code = reader.ReadHeader(static_cast<uint64_t>(position), header);
+  // A tag number still going after eleven octets is malformed (205); one cut
+  // short by the end of the file before that runs past it (206), as any
+  // header does.
+  constexpr uint64_t kLongestTag = 11;
+  const bool cutShort = reader.End() - static_cast<uint64_t>(position) < kLongestTag;
+  return code == kStatusBadTag && cutShort ? kStatusCorrupt : code;
 }
 
 int ReadFileHeader(CTOOFile& file, DWORD offset, ASNTHeader& header) {
-  ASNTReader reader(file, kASNTFileForm, kRecordWindow);
+  ASNTReader reader(file, kASNTRecordFileForm, kRecordWindow);
   int code = ReadHeaderAt(reader, file, offset, header);
   if (code == 0) code = reader.Leave(header.ContentsStart());
   return code;
@@ -120,7 +126,7 @@ DWORD CASNTBaseRecord::ReadFromFile(CTOOFile& file, DWORD offset, int* status) {
   Reset();
   uint32_t total = 0;
   const int code = CatchStatus([&] {
-    ASNTReader reader(file, kASNTFileForm, kRecordWindow);
+    ASNTReader reader(file, kASNTRecordFileForm, kRecordWindow);
     ASNTHeader header;
     Fail(ReadHeaderAt(reader, file, offset, header));
     uint64_t size = 0;

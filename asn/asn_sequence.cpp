@@ -62,9 +62,9 @@ int ReadSequence(const BYTE* data, uint32_t size, uint32_t* consumed, Take&& tak
   if (code != 0) return code;
   if (!outer.constructed) return kStatusBadTag;
   uint32_t position = outer.size;
-  *consumed = position;
   if (!outer.indefinite) {
     if (outer.length > size - position) return kStatusCorrupt;
+    *consumed = position;
     const uint32_t end = position + static_cast<uint32_t>(outer.length);
     ASNTReader inside(data, end, kASNTMemoryForm);
     while (position < end) {
@@ -77,6 +77,7 @@ int ReadSequence(const BYTE* data, uint32_t size, uint32_t* consumed, Take&& tak
     }
     return 0;
   }
+  *consumed = position;
   while (!ASNTIsEndOfContents(data, position, size)) {
     if (position >= size) return kStatusCorrupt;
     uint32_t child = 0;

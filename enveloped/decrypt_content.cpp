@@ -14,6 +14,7 @@
 #include "cmskit/status.h"
 #include "enveloped/enveloped_support.h"
 #include "platform/win32.h"
+#include "tools/boundary.h"
 
 namespace cmskit {
 
@@ -55,7 +56,7 @@ DWORD Write(CTOOFile& output, const BYTE* data, DWORD length) {
 // out.end moves only when everything fitted.
 class MemoryTarget {
  public:
-  explicit MemoryTarget(ToSignStruct& out)
+  explicit MemoryTarget(ToSignStruct64& out)
       : out_(out), room_(out.end >= out.begin ? out.end - out.begin : 0) {}
 
   DWORD Append(const BYTE* data, DWORD length) {
@@ -66,10 +67,10 @@ class MemoryTarget {
     written_ += length;
     return 0;
   }
-  void Commit() { out_.end = static_cast<DWORD>(out_.begin + written_); }
+  void Commit() { out_.end = out_.begin + written_; }
 
  private:
-  ToSignStruct& out_;
+  ToSignStruct64& out_;
   uint64_t room_;
   uint64_t written_ = 0;
 };
@@ -124,17 +125,17 @@ DWORD MemoryPiecesToFile(HCRYPTKEY key, const EncryptedContentInfo& eci, CTOOFil
 // final, then the remainder final. A length that is a whole multiple of 4096
 // gets no final call. A failed block ends the loop; the remainder is still
 // read from where the loop stopped and decrypted.
-DWORD FileStringToFile(HCRYPTKEY key, DWORD contentLength, CTOOFile& input, CTOOFile& output) {
+DWORD FileStringToFile(HCRYPTKEY key, uint64_t contentLength, CTOOFile& input, CTOOFile& output) {
   BYTE block[kBlock];
   DWORD failed = 0;
-  for (DWORD left = contentLength / kBlock; left != 0; --left) {
+  for (uint64_t left = contentLength / kBlock; left != 0; --left) {
     if (input.Read(block, kBlock) != kBlock) return FileFailure(input, kStatusReadError);
     DWORD length = kBlock;
     failed = Decrypt(key, false, block, length);
     if (failed != 0) break;
     if (const DWORD code = Write(output, block, length)) return code;
   }
-  const DWORD rest = contentLength % kBlock;
+  const DWORD rest = static_cast<DWORD>(contentLength % kBlock);
   if (rest == 0) return failed;
   if (input.Read(block, rest) != rest) return FileFailure(input, kStatusReadError);
   DWORD length = rest;
@@ -146,9 +147,13 @@ DWORD FileStringToFile(HCRYPTKEY key, DWORD contentLength, CTOOFile& input, CTOO
 // Pieces from a file into a file, none final, one piece in memory at a time.
 DWORD FilePiecesToFile(HCRYPTKEY key, const EncryptedContentInfo& eci, CTOOFile& input, CTOOFile& output) {
   IdentObj work;
-  for (uint64_t consumed = 0; consumed + 2 < eci.contentLength;) {
+  const uint64_t offset = eci.GetContentOffset64(), length = eci.GetContentLength64();
+  for (uint64_t consumed = 0; consumed + 2 < length;) {
     CASNTBaseRecord piece;
-    consumed += piece.ReadFromFile(input, static_cast<DWORD>(eci.contentOffset + consumed), nullptr);
+    // The record reader checks a 32-bit position against the file's end;
+    // beyond 4 GiB it takes the stream's own.
+    const uint64_t at = offset + consumed;
+    consumed += piece.ReadFromFile(input, at < 0xFFFFFFFFull ? static_cast<DWORD>(at) : 0xFFFFFFFF, nullptr);
     TakeValue(piece, work);
     DWORD length = work.size();
     if (const DWORD code = Decrypt(key, false, work.data(), length)) return code;
@@ -162,7 +167,7 @@ DWORD OpenSource(const EncryptedContentInfo& eci, CTOOFile& input) {
   if (eci.fileName.IsEmpty()) return ERROR_BAD_ARGUMENTS;
   input.Open(eci.fileName.c_str(), "rbc");
   if (!input.IsOpen()) return FileFailure(input, kStatusOpenFailed);
-  if (input.Seek(static_cast<long>(eci.contentOffset), SEEK_SET) != 0)
+  if (input.Seek64(static_cast<int64_t>(eci.GetContentOffset64()), SEEK_SET) != 0)
     return FileFailure(input, kStatusReadError);
   return 0;
 }
@@ -177,21 +182,23 @@ DWORD DecryptToFile(HCRYPTKEY key, EncryptedContentInfo& eci, const char* target
   CTOOFile input;
   if (const DWORD code = OpenSource(eci, input)) return code;
   return pieces ? FilePiecesToFile(key, eci, input, output)
-                : FileStringToFile(key, eci.contentLength, input, output);
+                : FileStringToFile(key, eci.GetContentLength64(), input, output);
 }
 
 // Memory output decrypts from memory: file content is loaded first and kept
 // in the object.
 DWORD LoadContent(EncryptedContentInfo& eci) {
+  // The octets are held in one IdentObj.
+  if (eci.GetContentLength64() > 0xFFFFFFFFull) return kErrorFileTooLarge;
   CTOOFile input;
   if (const DWORD code = OpenSource(eci, input)) return code;
-  const uint32_t fileLength = input.GetLength();
-  if (input.IsError() || uint64_t{eci.contentOffset} + eci.contentLength > fileLength)
+  const uint64_t fileLength = input.GetLength64();
+  if (input.IsError() || eci.GetContentOffset64() + eci.GetContentLength64() > fileLength)
     return FileFailure(input, kStatusReadError);
-  if (input.Seek(static_cast<long>(eci.contentOffset), SEEK_SET) != 0)
+  if (input.Seek64(static_cast<int64_t>(eci.GetContentOffset64()), SEEK_SET) != 0)
     return FileFailure(input, kStatusReadError);
   IdentObj content;
-  content.Allocate(eci.contentLength);
+  content.Allocate(static_cast<uint32_t>(eci.GetContentLength64()));
   if (input.Read(content.data(), content.size()) != content.size())
     return FileFailure(input, kStatusReadError);
   eci.encryptedContent = content;
@@ -217,7 +224,7 @@ DWORD PiecesToMemory(HCRYPTKEY key, const IdentObj& octets, MemoryTarget& target
   return 0;
 }
 
-DWORD DecryptToMemory(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct& out) {
+DWORD DecryptToMemory(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct64& out) {
   if (eci.flags & EncryptedContentInfo::kContentInFile) {
     if (const DWORD code = LoadContent(eci)) return code;
   }
@@ -229,17 +236,36 @@ DWORD DecryptToMemory(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct& ou
   return code;
 }
 
-}  // namespace
+DWORD DecryptAny(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct64& out) {
+  if (eci.GetContentLength64() != 0 && !out.data) return ERROR_BAD_ARGUMENTS;
+  return (out.flags & ToSignStruct::kInFile) ? DecryptToFile(key, eci, static_cast<const char*>(out.data))
+                                             : DecryptToMemory(key, eci, out);
+}
 
-bool DecryptContent(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct& out) {
-  DWORD code = ERROR_BAD_ARGUMENTS;
-  if (eci.contentLength == 0 || out.data) {
-    code = (out.flags & ToSignStruct::kInFile) ? DecryptToFile(key, eci, static_cast<const char*>(out.data))
-                                               : DecryptToMemory(key, eci, out);
-  }
+bool Deliver(DWORD code) {
   if (code == 0) return true;
   SetLastError(code);
   return false;
+}
+
+}  // namespace
+
+bool DecryptContent(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct& out) {
+  if (eci.GetContentOffset64() > 0xFFFFFFFFull || eci.GetContentLength64() > 0xFFFFFFFFull)
+    return Deliver(kErrorFileTooLarge);
+  // The caller's range as plain numbers: here all ones is no marker.
+  ToSignStruct64 wide;
+  wide.flags = out.flags;
+  wide.data = out.data;
+  wide.begin = out.begin;
+  wide.end = out.end;
+  const DWORD code = DecryptAny(key, eci, wide);
+  out.end = static_cast<DWORD>(wide.end);
+  return Deliver(code);
+}
+
+bool DecryptContent64(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct64& out) {
+  return Deliver(DecryptAny(key, eci, out));
 }
 
 }  // namespace cmskit

@@ -19,7 +19,7 @@ constexpr uint64_t kPieceHeader = 4;
 
 // The encrypting side cuts piece-form content into 4096-byte pieces and
 // counts a 4-byte header for each, the last partial one included.
-uint64_t EncryptedLength(DWORD plainSize, DWORD pieceFlags) {
+uint64_t EncryptedLength(uint64_t plainSize, DWORD pieceFlags) {
   uint64_t size = plainSize;
   if (pieceFlags & EncryptedContentInfo::kContentConstructed) {
     size += kPieceHeader * (plainSize / kPieceBlock);
@@ -56,10 +56,24 @@ uint64_t Measure(const EncryptedContentInfo& info, const IdentObj& iv, const Ide
 }  // namespace
 
 DWORD EncryptedContentInfo::GetOpenTextSize() {
-  return (flags & kContentInFile) ? contentLength : encryptedContent.size();
+  const uint64_t size = GetOpenTextSize64();
+  if (size <= 0xFFFFFFFFull) return static_cast<DWORD>(size);
+  SetLastError(kErrorFileTooLarge);
+  return 0;
+}
+
+uint64_t EncryptedContentInfo::GetOpenTextSize64() {
+  return (flags & kContentInFile) ? GetContentLength64() : encryptedContent.size();
 }
 
 DWORD EncryptedContentInfo::GetEncryptSize(HCRYPTKEY key, DWORD plainSize, DWORD pieceFlags) const {
+  const uint64_t size = GetEncryptSize64(key, plainSize, pieceFlags);
+  if (size <= 0xFFFFFFFFull) return static_cast<DWORD>(size);
+  SetLastError(kErrorFileTooLarge);
+  return 0;
+}
+
+uint64_t EncryptedContentInfo::GetEncryptSize64(HCRYPTKEY key, uint64_t plainSize, DWORD pieceFlags) const {
   IdentObj paramSet, iv;
   DWORD code = 0;
   int status = CatchStatus([&] {
@@ -74,8 +88,7 @@ DWORD EncryptedContentInfo::GetEncryptSize(HCRYPTKEY key, DWORD plainSize, DWORD
   if (status == 0)
     status =
         CatchStatus([&] { size = Measure(*this, iv, paramSet, EncryptedLength(plainSize, pieceFlags)); });
-  if (!DeliverStatus(nullptr, status)) return 0;
-  return static_cast<DWORD>(size);
+  return DeliverStatus(nullptr, status) ? size : 0;
 }
 
 }  // namespace cmskit

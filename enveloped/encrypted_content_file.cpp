@@ -10,6 +10,7 @@
 #include "cmskit/status.h"
 #include "enveloped/enveloped_source.h"
 #include "enveloped/enveloped_support.h"
+#include "tools/block_copy.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
@@ -18,7 +19,6 @@ namespace {
 
 constexpr char kReadOrigin[] = "EncryptedContentInfo::ReadObject";
 constexpr char kWriteOrigin[] = "EncryptedContentInfo::WriteObject";
-constexpr uint32_t kCopyBlock = 4096;
 
 void ReadAlgorithm(EnvelopedSource& source, ASNAlgorithmIdentifier& algorithm) {
   const IdentObj element = source.ReadElement();
@@ -36,9 +36,9 @@ bool MayHoldContent(const EnvelopedSource& source, const ASNTHeader& outer) {
 // Leaves the file after the [0] element, or where the element that is not
 // [0] begins, so that whoever reads on finds its header again. An indefinite
 // SEQUENCE's own end-of-contents octets are such an element.
-void LocateContent(EnvelopedSource& source, EncryptedContentInfo& target, const ASNTHeader& outer) {
-  target.contentOffset = 0;
-  target.contentLength = 0;
+void LocateContent(EnvelopedSource& source, EncryptedContentInfo& target, const ASNTHeader& outer,
+                   bool wide) {
+  target.SetContentRange64(0, 0);
   if (!MayHoldContent(source, outer)) return;
   const ASNTHeader next = source.ReadHeader();
   if (!next.Is(kASNTContext, 0)) {
@@ -47,15 +47,15 @@ void LocateContent(EnvelopedSource& source, EncryptedContentInfo& target, const 
   }
   const uint64_t offset = source.Position();
   const uint64_t length = source.ContentsLength(next);
-  target.contentOffset = static_cast<DWORD>(offset);
-  target.contentLength = static_cast<DWORD>(length);
+  if (!wide && (offset > 0xFFFFFFFFull || length > 0xFFFFFFFFull)) source.Fail(kStatusTooLarge);
+  target.SetContentRange64(offset, length);
   target.encryptedContent.Clear();
   if (next.constructed) target.flags |= EncryptedContentInfo::kContentConstructed;
   source.SeekTo(offset + length);
 }
 
-DWORD ParseFromFile(EncryptedContentInfo& target, const CTOOFile& file) {
-  EnvelopedSource source(file, kReadOrigin);
+uint64_t ParseFromFile(EncryptedContentInfo& target, const CTOOFile& file, bool wide) {
+  EnvelopedSource source(file, kReadOrigin, wide);
   target.fileName = file.GetFileName();
   const uint64_t begin = source.Position();
   // The codes are swapped relative to the memory reader on purpose: callers
@@ -66,27 +66,23 @@ DWORD ParseFromFile(EncryptedContentInfo& target, const CTOOFile& file) {
   target.contentType.Assign(reinterpret_cast<const char*>(type.data()), type.size());
   ReadAlgorithm(source, target.contentEncryptionAlgorithm);
   target.flags = EncryptedContentInfo::kContentInFile;
-  LocateContent(source, target, outer);
+  LocateContent(source, target, outer, wide);
   source.Finish();
-  return static_cast<DWORD>(source.Position() - begin);
+  return source.Position() - begin;
 }
 
 void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
   CTOOFile input(source.fileName.c_str(), "rbc");
-  if (!input.IsOpen() || input.Seek(static_cast<long>(source.contentOffset), SEEK_SET) != 0)
+  if (!input.IsOpen() || input.Seek64(static_cast<int64_t>(source.GetContentOffset64()), SEEK_SET) != 0)
     ASNTRaise(kStatusReadError, kWriteOrigin);
-  BYTE block[kCopyBlock];
-  for (uint32_t left = source.contentLength; left != 0;) {
-    const uint32_t count = left < kCopyBlock ? left : kCopyBlock;
-    if (input.Read(block, count) != count) ASNTRaise(kStatusReadError, kWriteOrigin);
-    if (target.Write(block, count) != count) ASNTRaise(kStatusWriteError, kWriteOrigin);
-    left -= count;
-  }
+  const uint64_t length = source.GetContentLength64();
+  if (CopyBlocks(input, target, length) == length) return;
+  ASNTRaise(target.IsError() ? kStatusWriteError : kStatusReadError, kWriteOrigin);
 }
 
-DWORD StreamToFile(const EncryptedContentInfo& source, CTOOFile& file) {
+uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool wide) {
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
-  const uint64_t contentLength = inFile ? source.contentLength : source.encryptedContent.size();
+  const uint64_t contentLength = inFile ? source.GetContentLength64() : source.encryptedContent.size();
   const IdentObj type =
       ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin);
   int status = 0;
@@ -100,7 +96,7 @@ DWORD StreamToFile(const EncryptedContentInfo& source, CTOOFile& file) {
   }
   const uint64_t inner = type.size() + algorithm.size() + contentHeader.size() + contentLength;
   const IdentObj header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
-  if (header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kWriteOrigin);
+  if (!wide && header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, kWriteOrigin);
 
   for (const IdentObj* piece :
        std::initializer_list<const IdentObj*>{&header, &type, &algorithm, &contentHeader})
@@ -111,22 +107,37 @@ DWORD StreamToFile(const EncryptedContentInfo& source, CTOOFile& file) {
     else
       WriteBytes(file, source.encryptedContent, kWriteOrigin);
   }
-  return static_cast<DWORD>(header.size() + inner);
+  return header.size() + inner;
 }
 
 }  // namespace
 
 DWORD EncryptedContentInfo::ReadObject(const CTOOFile& file) {
-  DWORD consumed = 0;
-  const int status = CatchStatus([&] { consumed = ParseFromFile(*this, file); });
+  uint64_t consumed = 0;
+  const int status = CatchStatus([&] {
+    consumed = ParseFromFile(*this, file, false);
+    if (consumed > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, kReadOrigin);
+  });
+  return DeliverStatus(nullptr, status) ? static_cast<DWORD>(consumed) : 0;
+}
+
+uint64_t EncryptedContentInfo::ReadObject64(const CTOOFile& file) {
+  uint64_t consumed = 0;
+  const int status = CatchStatus([&] { consumed = ParseFromFile(*this, file, true); });
   return DeliverStatus(nullptr, status) ? consumed : 0;
 }
 
+// Short reads and writes are statuses 5 and 6, which both map to
+// CRYPT_E_FILE_ERROR.
 DWORD EncryptedContentInfo::WriteObject(CTOOFile& file) const {
-  DWORD written = 0;
-  // Short reads and writes are statuses 5 and 6, which both map to
-  // CRYPT_E_FILE_ERROR.
-  const int status = CatchStatus([&] { written = StreamToFile(*this, file); });
+  uint64_t written = 0;
+  const int status = CatchStatus([&] { written = StreamToFile(*this, file, false); });
+  return DeliverStatus(nullptr, status) ? static_cast<DWORD>(written) : 0;
+}
+
+uint64_t EncryptedContentInfo::WriteObject64(CTOOFile& file) const {
+  uint64_t written = 0;
+  const int status = CatchStatus([&] { written = StreamToFile(*this, file, true); });
   return DeliverStatus(nullptr, status) ? written : 0;
 }
 

@@ -23,6 +23,7 @@ void CopyContentFields(EncryptedContentInfo& target, const EncryptedContentInfo&
   target.flags = source.flags;
   target.contentOffset = source.contentOffset;
   target.contentLength = source.contentLength;
+  target.SetContentRange64(source.GetContentOffset64(), source.GetContentLength64());
 }
 
 // The [0] child: taken only when it is context class tag 0, anything else in
@@ -62,6 +63,7 @@ DWORD ParseFromMemory(EncryptedContentInfo& target, const BYTE* data, DWORD size
 }
 
 IdentObj LoadFileContent(const EncryptedContentInfo& source) {
+  if (source.GetContentLength64() != source.contentLength) ASNTRaise(kStatusTooLarge, kWriteOrigin);
   CTOOFile file(source.fileName.c_str(), "rbc");
   if (!file.IsOpen()) ASNTRaise(file.GetStatus() != 0 ? file.GetStatus() : kStatusOpenFailed, kWriteOrigin);
   const uint32_t fileLength = file.GetLength();
@@ -98,7 +100,7 @@ IdentObj BuildEncoding(const EncryptedContentInfo& source) {
 
 uint64_t MeasureEncoding(const EncryptedContentInfo& source) {
   const uint64_t contentLength = (source.flags & EncryptedContentInfo::kContentInFile)
-                                     ? source.contentLength
+                                     ? source.GetContentLength64()
                                      : source.encryptedContent.size();
   uint64_t total =
       ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin).size();
@@ -142,10 +144,34 @@ IdentObj EncryptedContentInfo::WriteObject() {
 }
 
 DWORD EncryptedContentInfo::GetObjectSize() const {
+  const uint64_t size = GetObjectSize64();
+  return size > 0xFFFFFFFFull ? 0 : static_cast<DWORD>(size);
+}
+
+uint64_t EncryptedContentInfo::GetObjectSize64() const {
   uint64_t size = 0;
   const int status = CatchStatus([&] { size = MeasureEncoding(*this); });
-  if (status != 0 || size > 0xFFFFFFFFull) return 0;
-  return static_cast<DWORD>(size);
+  return status == 0 ? size : 0;
+}
+
+bool EncryptedContentInfo::HoldsWideRange() const {
+  return wide_ && contentOffset == 0 && contentLength == 0;
+}
+
+uint64_t EncryptedContentInfo::GetContentOffset64() const {
+  return HoldsWideRange() ? wideOffset_ : contentOffset;
+}
+
+uint64_t EncryptedContentInfo::GetContentLength64() const {
+  return HoldsWideRange() ? wideLength_ : contentLength;
+}
+
+void EncryptedContentInfo::SetContentRange64(uint64_t offset, uint64_t length) {
+  wide_ = offset > 0xFFFFFFFFull || length > 0xFFFFFFFFull;
+  wideOffset_ = wide_ ? offset : 0;
+  wideLength_ = wide_ ? length : 0;
+  contentOffset = wide_ ? 0 : static_cast<DWORD>(offset);
+  contentLength = wide_ ? 0 : static_cast<DWORD>(length);
 }
 
 }  // namespace cmskit

@@ -53,7 +53,7 @@ EnvelopedData::~EnvelopedData() = default;
 
 DWORD EnvelopedData::ReadObject(const BYTE* data, DWORD size, int* pError) {
   EnvelopedSource source(data, size, kReadOrigin);
-  return ReadEnvelopedDataAt(*this, source, pError);
+  return static_cast<DWORD>(ReadEnvelopedDataAt(*this, source, pError, 0xFFFFFFFFull));
 }
 
 IdentObj EnvelopedData::WriteObject(int* pError) {

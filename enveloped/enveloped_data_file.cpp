@@ -26,10 +26,10 @@ void RefuseOwnContentFile(const EnvelopedData& source, const CTOOFile& file) {
   if (_stricmp(content.fileName.c_str(), file.GetFileName()) == 0) ASNTRaise(kStatusSameFile, kWriteOrigin);
 }
 
-DWORD StreamMessage(const EnvelopedData& source, CTOOFile& file) {
+uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
   RefuseOwnContentFile(source, file);
   const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
-  const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize();
+  const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize64();
   if (contentSize == 0) ASNTRaise(kStatusCorrupt, kWriteOrigin);
 
   const uint64_t innerLength = uint64_t{parts.version.size()} + parts.originator.size() +
@@ -40,28 +40,40 @@ DWORD StreamMessage(const EnvelopedData& source, CTOOFile& file) {
   const uint64_t outerLength = parts.contentType.size() + wrapperHeader.size() + wrapperLength;
   const IdentObj outerHeader = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, outerLength);
   const uint64_t total = outerHeader.size() + outerLength;
-  if (total > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kWriteOrigin);
+  if (!wide && total > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, kWriteOrigin);
 
   for (const IdentObj* piece : {&outerHeader, &parts.contentType, &wrapperHeader, &innerHeader,
                                 &parts.version, &parts.originator, &parts.recipients})
     WriteBytes(file, *piece, kWriteOrigin);
-  const DWORD written = source.encryptedContentInfo.WriteObject(file);
+  const uint64_t written = source.encryptedContentInfo.WriteObject64(file);
   if (written == 0) RaiseLastError(kWriteOrigin);
   if (written != contentSize) ASNTRaise(kStatusWriteError, kWriteOrigin);
   WriteBytes(file, parts.attributes, kWriteOrigin);
-  return static_cast<DWORD>(total);
+  return total;
 }
 
 }  // namespace
 
 DWORD EnvelopedData::ReadObject(const CTOOFile& file, int* pError) {
-  EnvelopedSource source(file, kReadOrigin);
-  return ReadEnvelopedDataAt(*this, source, pError);
+  EnvelopedSource source(file, kReadOrigin, false);
+  const uint64_t consumed = ReadEnvelopedDataAt(*this, source, pError, 0xFFFFFFFFull);
+  return consumed > 0xFFFFFFFFull ? 0 : static_cast<DWORD>(consumed);
+}
+
+uint64_t EnvelopedData::ReadObject64(const CTOOFile& file, int* pError) {
+  EnvelopedSource source(file, kReadOrigin, true);
+  return ReadEnvelopedDataAt(*this, source, pError, UINT64_MAX);
 }
 
 DWORD EnvelopedData::WriteObject(CTOOFile& file, int* pError) const {
-  DWORD written = 0;
-  RunOrRethrow(pError, [&] { written = StreamMessage(*this, file); });
+  uint64_t written = 0;
+  RunOrRethrow(pError, [&] { written = StreamMessage(*this, file, false); });
+  return static_cast<DWORD>(written);
+}
+
+uint64_t EnvelopedData::WriteObject64(CTOOFile& file, int* pError) const {
+  uint64_t written = 0;
+  RunOrRethrow(pError, [&] { written = StreamMessage(*this, file, true); });
   return written;
 }
 

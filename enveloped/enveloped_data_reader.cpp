@@ -111,15 +111,16 @@ void ReadEnvelopedData(EnvelopedData& target, EnvelopedSource& source) {
   source.Finish();
 }
 
-DWORD ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError) {
+uint64_t ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError, uint64_t limit) {
   uint64_t begin = 0;
   RunOrRethrow(pError, [&] {
     begin = source.Position();
     ReadEnvelopedData(target, source);
+    if (source.Position() - begin > limit) source.Fail(kStatusTooLarge);
   });
   uint64_t reached = begin;
   CatchStatus([&] { reached = source.Position(); });
-  return reached > begin ? static_cast<DWORD>(reached - begin) : 0;
+  return reached > begin ? reached - begin : 0;
 }
 
 }  // namespace cmskit

@@ -12,9 +12,9 @@ namespace cmskit {
 // how far the reading went.
 void ReadEnvelopedData(EnvelopedData& target, EnvelopedSource& source);
 
-// The boundary of both readers: bytes consumed so far, the error convention
-// of the enveloped family.
-DWORD ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError);
+// The boundary of the readers: bytes consumed so far, the error convention
+// of the enveloped family. `limit`: the most a member can report.
+uint64_t ReadEnvelopedDataAt(EnvelopedData& target, EnvelopedSource& source, int* pError, uint64_t limit);
 
 }  // namespace cmskit
 

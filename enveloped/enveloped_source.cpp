@@ -8,8 +8,8 @@ namespace cmskit {
 EnvelopedSource::EnvelopedSource(const BYTE* data, DWORD size, const char* origin)
     : reader_(data, data ? size : 0, kASNTStrictMemoryForm), origin_(origin) {}
 
-EnvelopedSource::EnvelopedSource(const CTOOFile& file, const char* origin)
-    : file_(file), reader_(file_, kASNTFileForm), origin_(origin) {
+EnvelopedSource::EnvelopedSource(const CTOOFile& file, const char* origin, bool wide)
+    : file_(file), reader_(file_, wide ? kASNTWideForm : kASNTFileForm), origin_(origin), wide_(wide) {
   Check(reader_.Status());
   const int64_t here = file_.Tell64();
   if (here < 0) Fail(file_.GetStatus() != 0 ? file_.GetStatus() : kStatusTell);
@@ -61,7 +61,8 @@ void EnvelopedSource::ReadEncryptedContent(EncryptedContentInfo& target) {
     // The file form reads from where the stream stands and leaves it after
     // what it consumed.
     Finish();
-    if (target.ReadObject(file_) == 0) RaiseLastError(origin_);
+    const uint64_t consumed = wide_ ? target.ReadObject64(file_) : target.ReadObject(file_);
+    if (consumed == 0) RaiseLastError(origin_);
     const int64_t here = file_.Tell64();
     if (here < 0) Fail(file_.GetStatus() != 0 ? file_.GetStatus() : kStatusTell);
     position_ = static_cast<uint64_t>(here);

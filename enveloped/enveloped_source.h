@@ -21,7 +21,9 @@ class EnvelopedSource {
   // Memory: the buffer's first octet is position 0.
   EnvelopedSource(const BYTE* data, DWORD size, const char* origin);
   // A file, from where its stream stands; the caller's object shares it.
-  EnvelopedSource(const CTOOFile& file, const char* origin);
+  // Without `wide` (the 32-bit members) lengths take at most four octets, and
+  // a longer one that needs more than 32 bits is kStatusTooLarge.
+  EnvelopedSource(const CTOOFile& file, const char* origin, bool wide);
 
   uint64_t Position() const { return position_; }
   uint64_t End() const { return reader_.End(); }
@@ -51,6 +53,7 @@ class EnvelopedSource {
   CTOOFile file_;
   ASNTReader reader_;
   const char* origin_;
+  bool wide_ = true;
   uint64_t position_ = 0;
 };
 

@@ -6,7 +6,8 @@
 namespace cmskit {
 
 void RaiseLastError(const char* origin) {
-  const int status = Win32ToStatus(GetLastError());
+  const DWORD code = GetLastError();
+  const int status = code == kErrorFileTooLarge ? kStatusTooLarge : Win32ToStatus(code);
   ASNTRaise(status != 0 ? status : kStatusCorrupt, origin);
 }
 

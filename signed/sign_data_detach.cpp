@@ -8,8 +8,8 @@
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
-#include "signed/block_copy.h"
 #include "signed/segment_walk.h"
+#include "tools/block_copy.h"
 #include "tools/boundary.h"
 
 namespace cmskit {

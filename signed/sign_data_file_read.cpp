@@ -5,7 +5,6 @@
 #include "cmskit/paths.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
-#include "signed/block_copy.h"
 #include "signed/segment_walk.h"
 #include "signed/signed_file_reader.h"
 #include "signed/signed_layout.h"

@@ -11,7 +11,7 @@ namespace {
 }  // namespace
 
 SignedFileReader::SignedFileReader(CTOOFile& file, bool wide)
-    : file_(file), reader_(file, kASNTWideForm), wide_(wide) {
+    : file_(file), reader_(file, wide ? kASNTWideForm : kASNTFileForm) {
   if (reader_.Status() != 0)
     throw XTOOStatus(static_cast<uint32_t>(reader_.Status()), file.GetFileName(), false);
 }
@@ -19,18 +19,15 @@ SignedFileReader::SignedFileReader(CTOOFile& file, bool wide)
 ASNTHeader SignedFileReader::Header(uint64_t position) {
   if (position >= End()) Throw(kStatusTruncated);
   ASNTHeader header;
-  if (reader_.ReadHeader(position, header) != 0) Throw(kStatusCorrupt);
-  if (wide_) return header;
-  constexpr uint8_t kNarrowLengthOctets = 4;
-  if (header.lengthOctets > kNarrowLengthOctets)
-    Throw(header.length > 0xFFFFFFFFu ? kStatusTooLarge : kStatusCorrupt);
-  if (!header.indefinite && header.length == kASNTIndefinite) Throw(kStatusCorrupt);
+  const int status = reader_.ReadHeader(position, header);
+  if (status != 0) Throw(status == kStatusTooLarge ? status : kStatusCorrupt);
   return header;
 }
 
 uint64_t SignedFileReader::ContentsLength(const ASNTHeader& header) {
   uint64_t length = 0;
-  if (reader_.ContentsLength(header, length) != 0) Throw(kStatusCorrupt);
+  const int status = reader_.ContentsLength(header, length);
+  if (status != 0) Throw(status == kStatusTooLarge ? status : kStatusCorrupt);
   return length;
 }
 

@@ -36,7 +36,6 @@ class SignedFileReader {
  private:
   CTOOFile& file_;
   ASNTReader reader_;
-  bool wide_;
 };
 
 }  // namespace cmskit

@@ -51,6 +51,24 @@ class CMSKIT_API EncryptedContentInfo {
   // 0 on failure, with the thread's last error set.
   DWORD GetEncryptSize(HCRYPTKEY key, DWORD plainSize, DWORD pieceFlags) const;
 
+  // 64-bit companions, for encrypted content of 4 GiB and more in a file;
+  // they behave as their 32-bit siblings in every other respect. The 32-bit
+  // members keep their behaviour for anything they can express; for an
+  // offset, length or size of 4 GiB or more they fail with
+  // ERROR_FILE_TOO_LARGE (223), also when a 64-bit member recorded it. Such
+  // a range is kept aside, with contentOffset and contentLength left 0 as its
+  // mark: a caller who sets either replaces it.
+  uint64_t ReadObject64(const CTOOFile& file);
+  uint64_t WriteObject64(CTOOFile& file) const;
+  uint64_t GetObjectSize64() const;
+  uint64_t GetContentOffset64() const;
+  uint64_t GetContentLength64() const;
+  uint64_t GetOpenTextSize64();
+  uint64_t GetEncryptSize64(HCRYPTKEY key, uint64_t plainSize, DWORD pieceFlags) const;
+  // Records where file-held octets lie, in contentOffset and contentLength
+  // when they fit, else aside.
+  void SetContentRange64(uint64_t offset, uint64_t length);
+
   CTOOString contentType;
   ASNAlgorithmIdentifier contentEncryptionAlgorithm;
   DWORD flags;
@@ -58,6 +76,13 @@ class CMSKIT_API EncryptedContentInfo {
   DWORD contentLength;
   CTOOString fileName;
   IdentObj encryptedContent;
+
+ private:
+  bool HoldsWideRange() const;
+
+  uint64_t wideOffset_ = 0;
+  uint64_t wideLength_ = 0;
+  bool wide_ = false;
 };
 
 }  // namespace cmskit

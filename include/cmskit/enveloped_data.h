@@ -34,6 +34,13 @@ class CMSKIT_API EnvelopedData {
   // Refuses (status 156) to write over the file that holds its own content.
   DWORD WriteObject(CTOOFile& file, int* pError = nullptr) const;
 
+  // 64-bit companions of the file members, for messages of 4 GiB and more;
+  // they behave as their 32-bit siblings in every other respect. The 32-bit
+  // members fail with ERROR_FILE_TOO_LARGE (223) for a message or encrypted
+  // content they cannot express (without pError: XTOOStatus kStatusTooLarge).
+  uint64_t ReadObject64(const CTOOFile& file, int* pError = nullptr);
+  uint64_t WriteObject64(CTOOFile& file, int* pError = nullptr) const;
+
   // Imports the content-encryption key transported to the recipient that
   // `cert` names by issuer and serial number (the first such recipient),
   // through the platform's "CryptMsgDllImportEncryptKey" function for the

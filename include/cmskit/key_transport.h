@@ -80,6 +80,11 @@ CMSKIT_API bool GenerateNewInitVector(const HCRYPTKEY& key, const HCRYPTPROV& pr
 // unchanged), the platform's code of the failed decryption or file call. A
 // partly written output file stays.
 CMSKIT_API bool DecryptContent(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct& out);
+// The 64-bit companion, for encrypted content or plaintext of 4 GiB and more
+// (the content range as EncryptedContentInfo's 64-bit members record it).
+// DecryptContent fails with ERROR_FILE_TOO_LARGE (223) for content it could
+// not address.
+CMSKIT_API bool DecryptContent64(HCRYPTKEY key, EncryptedContentInfo& eci, ToSignStruct64& out);
 
 }  // namespace cmskit
 

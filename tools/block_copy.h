@@ -1,11 +1,10 @@
 // Moving content between files in fixed blocks, so that no content of any
 // size is ever held in memory.
-#ifndef CMSKIT_SIGNED_BLOCK_COPY_H
-#define CMSKIT_SIGNED_BLOCK_COPY_H
+#ifndef CMSKIT_TOOLS_BLOCK_COPY_H
+#define CMSKIT_TOOLS_BLOCK_COPY_H
 
 #include <cstdint>
 
-#include "asn/asn_reader.h"
 #include "cmskit/file.h"
 
 namespace cmskit {
@@ -21,8 +20,6 @@ constexpr uint32_t kBlocksPerCall = 256;
 // the remainder. Stops at the first short read or write; returns the octets
 // written. Never holds more than kBlocksPerCall blocks.
 uint64_t CopyBlocks(CTOOFile& from, CTOOFile& to, uint64_t length);
-// The same from [position, position + length) of a reader's source.
-uint64_t CopyBlocks(ASNTReader& from, uint64_t position, CTOOFile& to, uint64_t length);
 
 }  // namespace cmskit
 

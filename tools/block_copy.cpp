@@ -1,4 +1,4 @@
-#include "signed/block_copy.h"
+#include "tools/block_copy.h"
 
 #include <vector>
 
@@ -18,22 +18,6 @@ uint64_t CopyBlocks(CTOOFile& from, CTOOFile& to, uint64_t length) {
     const uint32_t put = to.Write(buffer.data(), got);
     copied += put;
     if (got != want || put != got) break;
-  }
-  return copied;
-}
-
-uint64_t CopyBlocks(ASNTReader& from, uint64_t position, CTOOFile& to, uint64_t length) {
-  if (length == 0) return 0;
-  const uint64_t group = uint64_t{kCopyBlock} * kBlocksPerCall;
-  std::vector<BYTE> buffer(static_cast<size_t>(length < group ? length : group));
-  uint64_t copied = 0;
-  while (copied < length) {
-    const uint64_t left = length - copied;
-    const uint32_t want = static_cast<uint32_t>(left < buffer.size() ? left : buffer.size());
-    if (from.Read(position + copied, buffer.data(), want) != 0) break;
-    const uint32_t put = to.Write(buffer.data(), want);
-    copied += put;
-    if (put != want) break;
   }
   return copied;
 }
