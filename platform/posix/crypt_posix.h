@@ -37,6 +37,16 @@
 // last block, and the key then starts again from its IV. GOST keys use CFB mode;
 // KP_MIXMODE set to CRYPT_PROMIX_MODE turns on the key meshing CMS requires.
 //
+// Hash objects: CryptCreateHash on any provider (the key argument must be 0)
+// for CALG_MD5, CALG_SHA1, CALG_SHA_256/384/512, CALG_GR3411 (GOST R 34.11-94
+// with the CryptoPro parameters) and CALG_GR3411_2012_256/512 (the GOST ones
+// need the engine). CryptHashData hands the bytes straight to OpenSSL, so it
+// can be called for content of any size. CryptGetHashParam gives HP_ALGID,
+// HP_HASHSIZE and HP_HASHVAL; a null buffer asks for the size and leaves the
+// hash open, reading the value ends it (CryptHashData then fails with
+// NTE_BAD_HASH_STATE). CryptSetHashParam(HP_HASHVAL) sets a value to sign in
+// place of a computed one. CryptDuplicateHash copies the state under way.
+//
 // Failures set the code a Windows caller would see: an unknown handle gives
 // ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
 // without the engine) NTE_BAD_ALGID, and a GOST provider type without the engine
@@ -59,9 +69,6 @@ typedef void* HCERTSTORE;
 
 #define PROV_RSA_FULL 1
 #define PROV_RSA_AES 24
-#define PROV_GOST_2001_DH 75
-#define PROV_GOST_2012_256 80
-#define PROV_GOST_2012_512 81
 
 #define CRYPT_VERIFYCONTEXT 0xF0000000
 #define CRYPT_NEWKEYSET 0x00000008
@@ -77,13 +84,10 @@ typedef void* HCERTSTORE;
 #define KP_BLOCKLEN 8
 #define KP_KEYLEN 9
 #define KP_EFFECTIVE_KEYLEN 19
-// GOST keys: the key meshing mode (a DWORD; CRYPT_PROMIX_MODE turns on the
-// meshing every 1024 bytes that CMS requires) and the cipher parameter set as
-// dotted OID text with its terminating null (read only).
-#define KP_MIXMODE 101
-#define KP_CIPHEROID 104
-#define CRYPT_SIMPLEMIX_MODE 0
-#define CRYPT_PROMIX_MODE 1
+
+#define HP_ALGID 0x0001
+#define HP_HASHVAL 0x0002
+#define HP_HASHSIZE 0x0004
 
 #define CRYPT_MODE_CBC 1
 #define CRYPT_MODE_ECB 2
@@ -99,8 +103,14 @@ typedef unsigned int ALG_ID;
 #define CALG_AES_128 0x0000660e
 #define CALG_AES_192 0x0000660f
 #define CALG_AES_256 0x00006610
-#define CALG_G28147 0x0000661e
+#define CALG_MD5 0x00008003
+#define CALG_SHA1 0x00008004
+#define CALG_SHA_256 0x0000800c
+#define CALG_SHA_384 0x0000800d
+#define CALG_SHA_512 0x0000800e
+#define CALG_RSA_KEYX 0x0000a400
 
+#define SIMPLEBLOB 0x1
 #define PLAINTEXTKEYBLOB 0x8
 #define CUR_BLOB_VERSION 2
 #define CRYPT_EXPORTABLE 0x00000001
@@ -118,7 +128,12 @@ typedef struct _PUBLICKEYSTRUC {
 #define CERT_KEY_PROV_INFO_PROP_ID 2
 
 #define CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC "CryptMsgDllImportEncryptKey"
+#define CMSG_OID_EXPORT_ENCRYPT_KEY_FUNC "CryptMsgDllExportEncryptKey"
 
+#define NTE_BAD_HASH ((DWORD)0x80090002L)
+#define NTE_BAD_SIGNATURE ((DWORD)0x80090006L)
+#define NTE_BAD_HASH_STATE ((DWORD)0x8009000CL)
+#define NTE_BAD_PUBLIC_KEY ((DWORD)0x80090015L)
 #define NTE_BAD_DATA ((DWORD)0x80090005L)
 #define NTE_BAD_KEY ((DWORD)0x80090003L)
 #define NTE_BAD_LEN ((DWORD)0x80090004L)
@@ -207,6 +222,9 @@ typedef BOOL(WINAPI* PFN_CMSG_IMPORT_ENCRYPT_KEY)(HCRYPTPROV hCryptProv, DWORD d
                                                   PCRYPT_ALGORITHM_IDENTIFIER paiEncrypt,
                                                   PCRYPT_ALGORITHM_IDENTIFIER paiPubKey, PBYTE pbEncodedKey,
                                                   DWORD cbEncodedKey, HCRYPTKEY* phEncryptKey);
+typedef BOOL(WINAPI* PFN_CMSG_EXPORT_ENCRYPT_KEY)(HCRYPTPROV hCryptProv, HCRYPTKEY hEncryptKey,
+                                                  PCERT_PUBLIC_KEY_INFO pPublicKeyInfo, PBYTE pbData,
+                                                  PDWORD pcbData);
 
 #ifdef __cplusplus
 extern "C" {
@@ -230,6 +248,14 @@ PLATFORM_API BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD
                                DWORD* dataLength, DWORD bufferLength);
 PLATFORM_API BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags);
 PLATFORM_API BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data, DWORD flags);
+
+PLATFORM_API BOOL CryptCreateHash(HCRYPTPROV prov, ALG_ID algId, HCRYPTKEY key, DWORD flags,
+                                  HCRYPTHASH* hash);
+PLATFORM_API BOOL CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD dataLength, DWORD flags);
+PLATFORM_API BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags);
+PLATFORM_API BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD param, const BYTE* data, DWORD flags);
+PLATFORM_API BOOL CryptDuplicateHash(HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* newHash);
+PLATFORM_API BOOL CryptDestroyHash(HCRYPTHASH hash);
 
 PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
                                                          DWORD encodedLength);

@@ -63,7 +63,7 @@ DWORD SymmetricKey::Create(const CipherAlgorithm& algorithm, const BYTE* key, si
   if (algorithm.source == CipherSource::kGost) {
     if (!GostEngine::Get().Available()) return NTE_BAD_ALGID;
   } else {
-    cipher = CipherLibrary::Get().Fetch(algorithm);
+    cipher = OpenSslLibrary::Get().FetchCipher(algorithm);
     if (!cipher) return NTE_BAD_ALGID;
   }
   std::shared_ptr<SymmetricKey> result(new SymmetricKey(algorithm, std::move(cipher), key, keyLength));

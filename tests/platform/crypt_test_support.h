@@ -30,6 +30,26 @@ inline bool HaveGost() {
   }();
   return have;
 }
+using HashHandle = Owned<HCRYPTHASH, CryptDestroyHash>;
+
+// A hash object of `algId` on `prov` that has been fed `data`; 0 on failure.
+inline HCRYPTHASH HashOf(HCRYPTPROV prov, ALG_ID algId, const Bytes& data) {
+  HCRYPTHASH hash = 0;
+  if (!CryptCreateHash(prov, algId, 0, 0, &hash)) return 0;
+  if (CryptHashData(hash, data.data(), Size(data), 0)) return hash;
+  CryptDestroyHash(hash);
+  return 0;
+}
+// HP_HASHVAL by the size-query protocol; empty on failure.
+inline Bytes HashValue(HCRYPTHASH hash) {
+  DWORD length = 0;
+  if (!CryptGetHashParam(hash, HP_HASHVAL, nullptr, &length, 0)) return Bytes();
+  Bytes value(length);
+  if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &length, 0)) return Bytes();
+  value.resize(length);
+  return value;
+}
+
 // Bytes as the openssl command line takes keys and IVs.
 inline std::string HexArg(const Bytes& bytes) {
   std::string text = ToHex(bytes);
