@@ -88,16 +88,5 @@ const EVP_MD* GostEngine::Digest(int nid) const {
   return nullptr;
 }
 
-bool IsGostKey(const EVP_PKEY* key) {
-  switch (EVP_PKEY_get_base_id(key)) {
-    case NID_id_GostR3410_2001:
-    case NID_id_GostR3410_2012_256:
-    case NID_id_GostR3410_2012_512:
-      return true;
-    default:
-      return false;
-  }
-}
-
 }  // namespace posix
 }  // namespace cmskit

@@ -47,9 +47,6 @@ class GostEngine {
   const EVP_MD* digests_[3] = {};
 };
 
-// Whether a private key belongs to the GOST R 34.10 family.
-bool IsGostKey(const EVP_PKEY* key);
-
 }  // namespace posix
 }  // namespace cmskit
 

@@ -29,11 +29,12 @@ bool Decrypt(EVP_PKEY_CTX* context, const BYTE* encrypted, DWORD length, SecretB
 }  // namespace
 
 DWORD UnwrapContentKey(const Provider& provider, const BYTE* encrypted, DWORD length, SecretBytes* key) {
-  EVP_PKEY* privateKey = provider.PrivateKey();
-  if (!privateKey) return NTE_NO_KEY;
-  const bool gost = IsGostKey(privateKey);
+  const std::shared_ptr<AsymmetricKey>& own = provider.UserKey();
+  if (!own) return NTE_NO_KEY;
+  const bool gost = own->IsGost();
+  if (!gost && own->Family() != KeyFamily::kRsa) return NTE_BAD_KEY;  // DSA and EC keys transport nothing
   if (gost && !GostEngine::Get().Available()) return NTE_BAD_ALGID;
-  PkeyCtxPtr context(EVP_PKEY_CTX_new(privateKey, nullptr));
+  PkeyCtxPtr context(EVP_PKEY_CTX_new(own->Pkey(), nullptr));
   bool unwrapped = context && EVP_PKEY_decrypt_init(context.get()) > 0;
   if (unwrapped && !gost) unwrapped = EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) > 0;
   if (unwrapped) unwrapped = Decrypt(context.get(), encrypted, length, key);

@@ -12,8 +12,9 @@ namespace posix {
 // RSA keys: PKCS #1 v1.5 decryption of the octets. GOST keys: the octets are
 // a DER GostR3410-KeyTransport, unwrapped by the gost engine (VKO agreement
 // with the sender's ephemeral key, then the CryptoPro key unwrap, which also
-// checks the key's MAC). NTE_NO_KEY without a private key, NTE_BAD_ALGID for
-// GOST without the engine, NTE_BAD_DATA when the octets do not unwrap.
+// checks the key's MAC). NTE_NO_KEY without a private key, NTE_BAD_KEY for a
+// DSA or EC key, NTE_BAD_ALGID for GOST without the engine, NTE_BAD_DATA when
+// the octets do not unwrap.
 DWORD UnwrapContentKey(const Provider& provider, const BYTE* encrypted, DWORD length, SecretBytes* key);
 
 }  // namespace posix

@@ -1,8 +1,10 @@
 // The session-key functions: importing a plain-text key, duplicating and
-// destroying keys, decrypting and encrypting, and key parameters.
+// destroying keys, decrypting and encrypting, and key parameters. Destroying
+// and the parameters also serve public and private keys.
 #include <cstring>
 #include <memory>
 
+#include "platform/posix/crypt_asymmetric_key.h"
 #include "platform/posix/crypt_call.h"
 #include "platform/posix/crypt_provider.h"
 #include "platform/posix/crypt_symmetric_key.h"
@@ -28,12 +30,25 @@ DWORD ImportPlainTextKey(const BYTE* data, DWORD length, std::shared_ptr<Symmetr
                               key);
 }
 
-// Runs `body` on the key a handle names; ERROR_INVALID_PARAMETER for any other value.
+// Runs `body` on the session key a handle names; NTE_BAD_KEY for a public or
+// private key, ERROR_INVALID_PARAMETER for any other value.
 template <class Body>
 BOOL WithKey(HCRYPTKEY handle, Body&& body) {
   return RunCall([&]() -> DWORD {
     const std::shared_ptr<SymmetricKey> key = KeyTable().Find(handle);
-    return key ? body(*key) : ERROR_INVALID_PARAMETER;
+    if (key) return body(*key);
+    return AsymmetricKeyTable().Find(handle) ? NTE_BAD_KEY : ERROR_INVALID_PARAMETER;
+  });
+}
+
+// Runs `onSession` or `onAsymmetric` on the key a handle names.
+template <class SessionBody, class AsymmetricBody>
+BOOL WithAnyKey(HCRYPTKEY handle, SessionBody&& onSession, AsymmetricBody&& onAsymmetric) {
+  return RunCall([&]() -> DWORD {
+    if (const std::shared_ptr<SymmetricKey> key = KeyTable().Find(handle)) return onSession(*key);
+    if (const std::shared_ptr<AsymmetricKey> key = AsymmetricKeyTable().Find(handle))
+      return onAsymmetric(*key);
+    return ERROR_INVALID_PARAMETER;
   });
 }
 
@@ -42,11 +57,14 @@ BOOL WithKey(HCRYPTKEY handle, Body&& body) {
 }  // namespace posix
 }  // namespace cmskit
 
+using cmskit::posix::AsymmetricKey;
+using cmskit::posix::AsymmetricKeyTable;
 using cmskit::posix::ImportPlainTextKey;
 using cmskit::posix::KeyTable;
 using cmskit::posix::ProviderTable;
 using cmskit::posix::RunCall;
 using cmskit::posix::SymmetricKey;
+using cmskit::posix::WithAnyKey;
 using cmskit::posix::WithKey;
 
 extern "C" {
@@ -64,7 +82,9 @@ BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTK
 }
 
 BOOL CryptDestroyKey(HCRYPTKEY key) {
-  return RunCall([&]() -> DWORD { return KeyTable().Remove(key) ? 0 : ERROR_INVALID_PARAMETER; });
+  return RunCall([&]() -> DWORD {
+    return KeyTable().Remove(key) || AsymmetricKeyTable().Remove(key) ? 0 : ERROR_INVALID_PARAMETER;
+  });
 }
 
 BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey) {
@@ -94,17 +114,19 @@ BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE*
 }
 
 BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags) {
-  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+  const auto get = [&](auto& found) -> DWORD {
     if (flags) return NTE_BAD_FLAGS;
     return found.GetParam(param, data, dataLength);
-  });
+  };
+  return WithAnyKey(key, get, get);
 }
 
 BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data, DWORD flags) {
-  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+  const auto set = [&](auto& found) -> DWORD {
     if (flags) return NTE_BAD_FLAGS;
     return found.SetParam(param, data);
-  });
+  };
+  return WithAnyKey(key, set, set);
 }
 
 }  // extern "C"

@@ -47,6 +47,18 @@
 // NTE_BAD_HASH_STATE). CryptSetHashParam(HP_HASHVAL) sets a value to sign in
 // place of a computed one. CryptDuplicateHash copies the state under way.
 //
+// Public keys: CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &certInfo->
+// SubjectPublicKeyInfo, &key) takes RSA (rsaEncryption and id-RSASSA-PSS),
+// DSA, EC (named curves) and GOST R 34.10-2001/2012 keys on any provider; other
+// algorithms give NTE_BAD_ALGID, unreadable key bits CRYPT_E_ASN1_CORRUPT.
+// CryptGetUserKey(prov, AT_SIGNATURE or AT_KEYEXCHANGE) gives the provider's
+// key pair (one per key file, under both names). CryptExportPublicKeyInfo
+// writes its public half as Windows does (the structure, then what it points
+// to, in one buffer; size query with a null buffer), to compare with a
+// certificate's. CryptDestroyKey releases these handles like session keys.
+// KP_KEYLEN reads the key size in bits. CryptSetKeyParam(key,
+// KP_CMSKIT_PSS_SALT_LENGTH, &saltLength, 0) is accepted on RSA keys.
+//
 // Failures set the code a Windows caller would see: an unknown handle gives
 // ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
 // without the engine) NTE_BAD_ALGID, and a GOST provider type without the engine
@@ -256,6 +268,12 @@ PLATFORM_API BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD param, BYTE* data, DW
 PLATFORM_API BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD param, const BYTE* data, DWORD flags);
 PLATFORM_API BOOL CryptDuplicateHash(HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* newHash);
 PLATFORM_API BOOL CryptDestroyHash(HCRYPTHASH hash);
+
+PLATFORM_API BOOL CryptImportPublicKeyInfo(HCRYPTPROV prov, DWORD encodingType, PCERT_PUBLIC_KEY_INFO info,
+                                           HCRYPTKEY* key);
+PLATFORM_API BOOL CryptExportPublicKeyInfo(HCRYPTPROV prov, DWORD keySpec, DWORD encodingType,
+                                           PCERT_PUBLIC_KEY_INFO info, DWORD* infoLength);
+PLATFORM_API BOOL CryptGetUserKey(HCRYPTPROV prov, DWORD keySpec, HCRYPTKEY* key);
 
 PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
                                                          DWORD encodedLength);

@@ -1,0 +1,117 @@
+// Public keys against keys and certificates of the openssl command.
+#include "crypt_key_ring.h"
+
+namespace cmskit::test {
+namespace {
+
+KeyRing& Ring() { return KeyRing::Get(); }
+
+// A key parameter set to a DWORD.
+bool SetDwordParam(HCRYPTKEY key, DWORD param, DWORD value) {
+  return CryptSetKeyParam(key, param, reinterpret_cast<const BYTE*>(&value), 0) != FALSE;
+}
+
+Bytes BlobBytes(const BYTE* data, DWORD size) { return data ? Bytes(data, data + size) : Bytes(); }
+
+TEST(CryptPublicKeyTest, KeyFilesExportWhatTheirCertificatesHold) {
+  for (const KeyKind& kind : kKeyKinds) {
+    if (!Ring().Have(kind)) continue;
+    SCOPED_TRACE(kind.name);
+    ProviderHandle prov;
+    ASSERT_TRUE(CryptAcquireContextA(&prov.handle, Ring().Path(std::string(kind.name) + ".key").c_str(),
+                                     nullptr, kind.provType, 0))
+        << std::hex << GetLastError();
+    DWORD length = 0;
+    ASSERT_TRUE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length));
+    std::vector<uint64_t> buffer(length / 8 + 1);  // aligned as the structure needs
+    auto* info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(buffer.data());
+    DWORD shortLength = length - 1;
+    EXPECT_FALSE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, info, &shortLength));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+    EXPECT_EQ(length, shortLength);
+    ASSERT_TRUE(CryptExportPublicKeyInfo(prov.handle, AT_KEYEXCHANGE, X509_ASN_ENCODING, info, &length));
+    // Everything it points to lies inside the one buffer.
+    const BYTE* begin = reinterpret_cast<const BYTE*>(buffer.data());
+    EXPECT_TRUE(info->PublicKey.pbData > begin &&
+                info->PublicKey.pbData + info->PublicKey.cbData <= begin + length);
+    const CertPtr cert = LoadCert(Ring().Path(std::string(kind.name) + ".cer"));
+    ASSERT_TRUE(cert);
+    const CERT_PUBLIC_KEY_INFO& expected = cert->pCertInfo->SubjectPublicKeyInfo;
+    EXPECT_STREQ(expected.Algorithm.pszObjId, info->Algorithm.pszObjId);
+    EXPECT_EQ(BlobBytes(expected.Algorithm.Parameters.pbData, expected.Algorithm.Parameters.cbData),
+              BlobBytes(info->Algorithm.Parameters.pbData, info->Algorithm.Parameters.cbData));
+    EXPECT_EQ(BlobBytes(expected.PublicKey.pbData, expected.PublicKey.cbData),
+              BlobBytes(info->PublicKey.pbData, info->PublicKey.cbData));
+    EXPECT_EQ(expected.PublicKey.cUnusedBits, info->PublicKey.cUnusedBits);
+    // The exported structure imports as the certificate's does.
+    KeyHandle imported, own;
+    EXPECT_TRUE(CryptImportPublicKeyInfo(prov.handle, X509_ASN_ENCODING, info, &imported.handle));
+    ASSERT_TRUE(CryptGetUserKey(prov.handle, AT_SIGNATURE, &own.handle));
+    const Bytes bits = KeyParam(own.handle, KP_KEYLEN);
+    ASSERT_EQ(4u, bits.size());
+    const DWORD expectedBits =
+        std::string(kind.name) == "dsa" ? 2048 : kind.signatureSize * (kind.gost || kind.dss ? 4 : 8);
+    EXPECT_EQ(expectedBits, *reinterpret_cast<const DWORD*>(bits.data()));
+  }
+}
+
+TEST(CryptPublicKeyTest, FailuresHaveWindowsCodes) {
+  ProviderHandle prov;
+  ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
+  HCRYPTKEY key = 0;
+  DWORD length = 0;
+  EXPECT_FALSE(CryptGetUserKey(prov.handle, AT_SIGNATURE, &key));
+  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
+  EXPECT_FALSE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length));
+  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
+  ProviderHandle bob;
+  ASSERT_TRUE(CryptAcquireContextA(&bob.handle, DataFile("BobPrivRSAEncrypt.pri").c_str(), nullptr,
+                                   PROV_RSA_FULL, 0));
+  EXPECT_FALSE(CryptGetUserKey(bob.handle, 7, &key));
+  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
+  EXPECT_FALSE(CryptExportPublicKeyInfo(bob.handle, AT_SIGNATURE, PKCS_7_ASN_ENCODING, nullptr, &length));
+  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+
+  // Structures that do not import: algorithm, parameters and key bits.
+  Bytes params = Hex("06082A8648CE3D030107"), bits = Pattern(65, 5), nullParams = Hex("0500");
+  const std::tuple<const char*, Bytes*, BYTE*, DWORD> kInfos[] = {
+      {"1.3.101.112", nullptr, bits.data(), NTE_BAD_ALGID},               // Ed25519
+      {"1.2.3", nullptr, bits.data(), NTE_BAD_ALGID},                     // unknown
+      {nullptr, nullptr, bits.data(), NTE_BAD_ALGID},                     // no algorithm
+      {"1.2.840.10045.2.1", &nullParams, bits.data(), NTE_BAD_ALGID},     // EC without a named curve
+      {"1.2.840.10045.2.1", &params, bits.data(), CRYPT_E_ASN1_CORRUPT},  // not a point
+      {"1.2.840.113549.1.1.1", &nullParams, bits.data(), CRYPT_E_ASN1_CORRUPT},
+      {"1.2.840.113549.1.1.1", &nullParams, nullptr, E_INVALIDARG},  // a length without its bytes
+  };
+  for (const auto& [oid, parameters, keyBits, error] : kInfos) {
+    CERT_PUBLIC_KEY_INFO info = {};
+    info.Algorithm.pszObjId = const_cast<LPSTR>(oid);
+    if (parameters) info.Algorithm.Parameters = {Size(*parameters), parameters->data()};
+    info.PublicKey = {Size(bits), keyBits, 0};
+    EXPECT_FALSE(CryptImportPublicKeyInfo(prov.handle, X509_ASN_ENCODING, &info, &key)) << (oid ? oid : "-");
+    EXPECT_EQ(error, GetLastError()) << (oid ? oid : "-");
+  }
+  CERT_PUBLIC_KEY_INFO info = {};
+  EXPECT_FALSE(CryptImportPublicKeyInfo(prov.handle + 1000, X509_ASN_ENCODING, &info, &key));
+  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+
+  // Public and private keys are not session keys, and their parameters are their own.
+  ASSERT_TRUE(CryptGetUserKey(bob.handle, AT_KEYEXCHANGE, &key));
+  BYTE data[16] = {};
+  length = 16;
+  EXPECT_FALSE(CryptDecrypt(key, 0, TRUE, 0, data, &length));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEY), GetLastError());
+  EXPECT_FALSE(CryptGetKeyParam(key, KP_IV, nullptr, &length, 0));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
+  EXPECT_FALSE(SetDwordParam(key, KP_CMSKIT_PSS_SALT_LENGTH, 1000));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), GetLastError());
+  EXPECT_TRUE(SetDwordParam(key, KP_CMSKIT_PSS_SALT_LENGTH, 20));
+  ASSERT_TRUE(CryptDestroyKey(key));
+  EXPECT_FALSE(CryptDestroyKey(key));
+  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_FALSE(CryptGetKeyParam(key, KP_KEYLEN, nullptr, &length, 0));
+  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
+}  // namespace
+}  // namespace cmskit::test
