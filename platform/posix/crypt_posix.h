@@ -56,8 +56,22 @@
 // writes its public half as Windows does (the structure, then what it points
 // to, in one buffer; size query with a null buffer), to compare with a
 // certificate's. CryptDestroyKey releases these handles like session keys.
-// KP_KEYLEN reads the key size in bits. CryptSetKeyParam(key,
-// KP_CMSKIT_PSS_SALT_LENGTH, &saltLength, 0) is accepted on RSA keys.
+// KP_KEYLEN reads the key size in bits.
+//
+// Signatures: CryptVerifySignatureA(hash, sig, sigLen, pubKey, nullptr, 0)
+// checks a signature over the hash object's value (ending the hash), in
+// CryptoAPI's byte order: RSA PKCS #1 v1.5 and GOST R 34.10 signatures
+// reversed from the octets CMS carries; DSA and ECDSA ones r then s, each a
+// little-endian integer as wide as the group order, in place of CMS's DER
+// Dss-Sig-Value. A GOST key takes its own GOST digest (2001 with
+// CALG_GR3411, 2012 with CALG_GR3411_2012_256/512), the other keys the
+// classic digests; any other pairing gives NTE_BAD_ALGID. A signature that
+// does not verify, or has the wrong size, gives NTE_BAD_SIGNATURE.
+// RSA-PSS, which CryptoAPI lacks: CryptSetKeyParam(key,
+// KP_CMSKIT_PSS_SALT_LENGTH, &saltLength, 0) switches an RSA key to RSASSA-PSS
+// with MGF1 over the hash's own digest (id-RSASSA-PSS keys always are PSS; by
+// default they take the salt length from the signature). Windows providers
+// refuse the parameter with NTE_BAD_TYPE.
 //
 // Failures set the code a Windows caller would see: an unknown handle gives
 // ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
@@ -274,6 +288,8 @@ PLATFORM_API BOOL CryptImportPublicKeyInfo(HCRYPTPROV prov, DWORD encodingType, 
 PLATFORM_API BOOL CryptExportPublicKeyInfo(HCRYPTPROV prov, DWORD keySpec, DWORD encodingType,
                                            PCERT_PUBLIC_KEY_INFO info, DWORD* infoLength);
 PLATFORM_API BOOL CryptGetUserKey(HCRYPTPROV prov, DWORD keySpec, HCRYPTKEY* key);
+PLATFORM_API BOOL CryptVerifySignatureA(HCRYPTHASH hash, const BYTE* signature, DWORD signatureLength,
+                                        HCRYPTKEY pubKey, LPCSTR description, DWORD flags);
 
 PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
                                                          DWORD encodedLength);

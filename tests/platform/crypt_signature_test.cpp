@@ -1,10 +1,20 @@
-// Public keys against keys and certificates of the openssl command.
+// Public keys and signatures against keys and signatures of the openssl command.
 #include "crypt_key_ring.h"
 
 namespace cmskit::test {
 namespace {
 
 KeyRing& Ring() { return KeyRing::Get(); }
+
+// The last error of verifying `signature` over `content`, 0 when it verifies.
+DWORD VerifyError(HCRYPTPROV prov, ALG_ID hashAlg, const Bytes& content, const Bytes& signature,
+                  HCRYPTKEY key) {
+  HashHandle hash(HashOf(prov, hashAlg, content));
+  if (!hash.handle) return GetLastError();
+  return CryptVerifySignatureA(hash.handle, signature.data(), Size(signature), key, nullptr, 0)
+             ? 0
+             : GetLastError();
+}
 
 // A key parameter set to a DWORD.
 bool SetDwordParam(HCRYPTKEY key, DWORD param, DWORD value) {
@@ -111,6 +121,61 @@ TEST(CryptPublicKeyTest, FailuresHaveWindowsCodes) {
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_FALSE(CryptGetKeyParam(key, KP_KEYLEN, nullptr, &length, 0));
   EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
+// Signatures the openssl command made verify in CryptoAPI's order only, with
+// the right key over the right content and digest.
+TEST(CryptSignatureTest, OpensslSignaturesVerify) {
+  const Bytes content = Pattern(5000, 7);
+  for (const KeyKind& kind : kKeyKinds) {
+    if (!Ring().Have(kind)) continue;
+    SCOPED_TRACE(kind.name);
+    WriteBytes(Ring().Path("content"), content);
+    const std::string name = kind.name;
+    ASSERT_TRUE(Ring().Openssl(
+        kind, "dgst",
+        std::string(kind.digest) + " -sign " + name + ".key " + kind.sigopts + " -out signature content"));
+    const Bytes wire = ReadBytes(Ring().Path("signature"));
+    const Bytes signature = ApiSignature(kind, wire, kind.signatureSize);
+    ASSERT_EQ(kind.signatureSize, signature.size());
+    EXPECT_EQ(wire, WireSignature(kind, signature));
+    ProviderHandle prov;
+    ASSERT_TRUE(AcquireVerifyContext(kind.provType, prov));
+    KeyHandle key(ImportCertKey(prov.handle, Ring().Path(name + ".cer")));
+    KeyHandle other(ImportCertKey(prov.handle, Ring().Path(name + "-other.cer")));
+    ASSERT_TRUE(key.handle && other.handle) << std::hex << GetLastError();
+    if (kind.pssSaltLength) {
+      // Without the switch the key expects PKCS #1 v1.5.
+      EXPECT_EQ(static_cast<DWORD>(NTE_BAD_SIGNATURE),
+                VerifyError(prov.handle, kind.hashAlg, content, signature, key.handle));
+      ASSERT_TRUE(SetDwordParam(key.handle, KP_CMSKIT_PSS_SALT_LENGTH, kind.pssSaltLength));
+      ASSERT_TRUE(SetDwordParam(other.handle, KP_CMSKIT_PSS_SALT_LENGTH, kind.pssSaltLength));
+    }
+    Bytes flipped = signature, changed = content;
+    flipped[signature.size() / 3] ^= 0x01;
+    changed[4999] ^= 0x80;
+    // A digest of the other family does not go with the key; another of the
+    // same family is just the wrong digest, except among the GOST ones.
+    const ALG_ID otherHash = kind.gost ? CALG_SHA_256 : CALG_GR3411_2012_256;
+    const ALG_ID sameFamily =
+        kind.gost ? (kind.hashAlg == CALG_GR3411 ? CALG_GR3411_2012_256 : CALG_GR3411) : CALG_SHA1;
+    const std::tuple<Bytes, Bytes, HCRYPTKEY, ALG_ID, DWORD> kCases[] = {
+        {content, signature, key.handle, kind.hashAlg, 0},
+        {content, flipped, key.handle, kind.hashAlg, NTE_BAD_SIGNATURE},
+        {changed, signature, key.handle, kind.hashAlg, NTE_BAD_SIGNATURE},
+        {content, signature, other.handle, kind.hashAlg, NTE_BAD_SIGNATURE},
+        {content, wire, key.handle, kind.hashAlg, NTE_BAD_SIGNATURE},  // the wire order
+        {content, Cat({signature, Bytes(1)}), key.handle, kind.hashAlg, NTE_BAD_SIGNATURE},
+        {content, Bytes(signature.begin() + 1, signature.end()), key.handle, kind.hashAlg, NTE_BAD_SIGNATURE},
+        {content, signature, key.handle, otherHash, NTE_BAD_ALGID},
+        {content, signature, key.handle, sameFamily, kind.gost ? NTE_BAD_ALGID : NTE_BAD_SIGNATURE},
+    };
+    for (size_t i = 0; i < std::size(kCases); ++i) {
+      const auto& [data, tried, verifier, hashAlg, error] = kCases[i];
+      if (hashAlg == CALG_GR3411_2012_256 && !HaveGost()) continue;
+      EXPECT_EQ(error, VerifyError(prov.handle, hashAlg, data, tried, verifier)) << "case " << i;
+    }
+  }
 }
 
 }  // namespace
