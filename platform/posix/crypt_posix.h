@@ -72,6 +72,12 @@
 // with MGF1 over the hash's own digest (id-RSASSA-PSS keys always are PSS; by
 // default they take the salt length from the signature). Windows providers
 // refuse the parameter with NTE_BAD_TYPE.
+// CryptSignHashA(hash, AT_SIGNATURE, nullptr, 0, sig, &sigLen) signs the
+// hash's value with the key pair of the provider the hash was created on, in
+// the same orders (a null sig asks for the size and leaves the hash open). For
+// RSA-PSS set the parameter on the key from CryptGetUserKey: it is the
+// provider's own key, so the setting stays for every later signature (a new
+// id-RSASSA-PSS signature takes the digest's length as salt by default).
 //
 // Failures set the code a Windows caller would see: an unknown handle gives
 // ERROR_INVALID_PARAMETER, an algorithm that is not available (for example GOST
@@ -290,6 +296,8 @@ PLATFORM_API BOOL CryptExportPublicKeyInfo(HCRYPTPROV prov, DWORD keySpec, DWORD
 PLATFORM_API BOOL CryptGetUserKey(HCRYPTPROV prov, DWORD keySpec, HCRYPTKEY* key);
 PLATFORM_API BOOL CryptVerifySignatureA(HCRYPTHASH hash, const BYTE* signature, DWORD signatureLength,
                                         HCRYPTKEY pubKey, LPCSTR description, DWORD flags);
+PLATFORM_API BOOL CryptSignHashA(HCRYPTHASH hash, DWORD keySpec, LPCSTR description, DWORD flags,
+                                 BYTE* signature, DWORD* signatureLength);
 
 PLATFORM_API PCCERT_CONTEXT CertCreateCertificateContext(DWORD encodingType, const BYTE* encoded,
                                                          DWORD encodedLength);

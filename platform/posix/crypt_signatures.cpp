@@ -1,5 +1,6 @@
 // The signature functions: verifying a signature over a hash object's value
-// with a public key, and signing it with the provider's own key.
+// with a public key, and signing it with the provider's own key pair.
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -17,6 +18,26 @@ DWORD FindAsymmetricKey(HCRYPTKEY handle, std::shared_ptr<AsymmetricKey>* key) {
   *key = AsymmetricKeyTable().Find(handle);
   if (*key) return 0;
   return KeyTable().Find(handle) ? NTE_BAD_KEY : ERROR_INVALID_PARAMETER;
+}
+
+// Signs with the key pair of the provider the hash was created on.
+DWORD SignHash(HashObject& hash, DWORD keySpec, BYTE* signature, DWORD* length) {
+  std::shared_ptr<AsymmetricKey> key;
+  if (const DWORD code = hash.Owner()->KeyFor(keySpec, &key)) return code;
+  if (const DWORD code = CheckHashFitsKey(*key, hash.Algorithm())) return code;
+  const DWORD size = key->SignatureSize();
+  // Asking for the size leaves the hash open.
+  if (!signature || *length < size) {
+    const DWORD room = *length;
+    *length = size;
+    return signature && room < size ? ERROR_MORE_DATA : 0;
+  }
+  std::vector<BYTE> digest, made;
+  if (const DWORD code = hash.Finish(&digest)) return code;
+  if (const DWORD code = SignDigest(*key, hash.Algorithm(), hash.Md(), digest, &made)) return code;
+  std::copy(made.begin(), made.end(), signature);
+  *length = size;
+  return 0;
 }
 
 }  // namespace
@@ -43,6 +64,16 @@ BOOL CryptVerifySignatureA(HCRYPTHASH hash, const BYTE* signature, DWORD signatu
     if (const DWORD code = found->Finish(&digest)) return code;
     return cmskit::posix::VerifySignature(*key, found->Algorithm(), found->Md(), digest, signature,
                                           signatureLength);
+  });
+}
+
+BOOL CryptSignHashA(HCRYPTHASH hash, DWORD keySpec, LPCSTR /*description*/, DWORD flags, BYTE* signature,
+                    DWORD* signatureLength) {
+  return RunCall([&]() -> DWORD {
+    const std::shared_ptr<HashObject> found = HashTable().Find(hash);
+    if (!found || !signatureLength) return ERROR_INVALID_PARAMETER;
+    if (flags) return NTE_BAD_FLAGS;
+    return cmskit::posix::SignHash(*found, keySpec, signature, signatureLength);
   });
 }
 

@@ -178,5 +178,85 @@ TEST(CryptSignatureTest, OpensslSignaturesVerify) {
   }
 }
 
+// The provider's signatures verify with the openssl command once put in the
+// wire order; PKCS #1 v1.5 ones are the very bytes openssl makes.
+TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
+  const Bytes content = Pattern(3000, 9);
+  for (const KeyKind& kind : kKeyKinds) {
+    if (!Ring().Have(kind)) continue;
+    SCOPED_TRACE(kind.name);
+    const std::string name = kind.name;
+    WriteBytes(Ring().Path("content"), content);
+    ProviderHandle prov;
+    ASSERT_TRUE(
+        CryptAcquireContextA(&prov.handle, Ring().Path(name + ".key").c_str(), nullptr, kind.provType, 0));
+    if (kind.pssSaltLength) {
+      KeyHandle own;
+      ASSERT_TRUE(CryptGetUserKey(prov.handle, AT_SIGNATURE, &own.handle));
+      ASSERT_TRUE(SetDwordParam(own.handle, KP_CMSKIT_PSS_SALT_LENGTH, kind.pssSaltLength));
+    }  // the setting stays with the provider's key
+    HashHandle hash(HashOf(prov.handle, kind.hashAlg, content));
+    DWORD length = 0;
+    ASSERT_TRUE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, nullptr, &length))
+        << std::hex << GetLastError();
+    ASSERT_EQ(kind.signatureSize, length);
+    Bytes signature(length);
+    length -= 1;
+    EXPECT_FALSE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+    ASSERT_TRUE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
+    ASSERT_EQ(kind.signatureSize, length);
+    WriteBytes(Ring().Path("signature"), WireSignature(kind, signature));
+    EXPECT_TRUE(Ring().Openssl(kind, "dgst",
+                               std::string(kind.digest) + " -verify " + name + ".pub " + kind.sigopts +
+                                   " -signature signature content"));
+    if (name == "rsa") {
+      ASSERT_TRUE(Ring().Openssl(kind, "dgst", "-sha256 -sign rsa.key -out signature content"));
+      EXPECT_EQ(ReadBytes(Ring().Path("signature")), WireSignature(kind, signature));
+    }
+    KeyHandle key(ImportCertKey(prov.handle, Ring().Path(name + ".cer")));
+    if (kind.pssSaltLength) {
+      ASSERT_TRUE(SetDwordParam(key.handle, KP_CMSKIT_PSS_SALT_LENGTH, kind.pssSaltLength));
+    }
+    EXPECT_EQ(0u, VerifyError(prov.handle, kind.hashAlg, content, signature, key.handle));
+    // Signing ended the hash.
+    EXPECT_FALSE(CryptHashData(hash.handle, content.data(), 1, 0));
+    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_HASH_STATE), GetLastError());
+    // A value computed elsewhere signs the same.
+    HashHandle set;
+    ASSERT_TRUE(CryptCreateHash(prov.handle, kind.hashAlg, 0, 0, &set.handle));
+    HashHandle computed(HashOf(prov.handle, kind.hashAlg, content));
+    ASSERT_TRUE(CryptSetHashParam(set.handle, HP_HASHVAL, HashValue(computed.handle).data(), 0));
+    ASSERT_TRUE(CryptSignHashA(set.handle, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &length));
+    EXPECT_EQ(0u, VerifyError(prov.handle, kind.hashAlg, content, signature, key.handle));
+  }
+}
+
+TEST(CryptSignatureTest, SigningFailuresHaveWindowsCodes) {
+  ProviderHandle keyless, bob;
+  ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, keyless));
+  ASSERT_TRUE(CryptAcquireContextA(&bob.handle, DataFile("BobPrivRSAEncrypt.pri").c_str(), nullptr,
+                                   PROV_RSA_FULL, 0));
+  HashHandle keylessHash(HashOf(keyless.handle, CALG_SHA1, Bytes(3))),
+      sha(HashOf(bob.handle, CALG_SHA1, Bytes(3)));
+  BYTE signature[256];
+  const std::tuple<HCRYPTHASH, DWORD, DWORD, DWORD> kCases[] = {
+      {keylessHash.handle, AT_SIGNATURE, 0, NTE_NO_KEY},
+      {sha.handle, 9, 0, NTE_NO_KEY},
+      {sha.handle, AT_SIGNATURE, 1, NTE_BAD_FLAGS},
+      {sha.handle + 1000, AT_SIGNATURE, 0, ERROR_INVALID_PARAMETER},
+  };
+  for (const auto& [hash, keySpec, flags, error] : kCases) {
+    DWORD length = sizeof(signature);
+    EXPECT_FALSE(CryptSignHashA(hash, keySpec, nullptr, flags, signature, &length)) << error;
+    EXPECT_EQ(error, GetLastError());
+  }
+  if (!HaveGost()) return;
+  HashHandle gost(HashOf(bob.handle, CALG_GR3411_2012_256, Bytes(3)));
+  DWORD length = sizeof(signature);
+  EXPECT_FALSE(CryptSignHashA(gost.handle, AT_SIGNATURE, nullptr, 0, signature, &length));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_ALGID), GetLastError());
+}
+
 }  // namespace
 }  // namespace cmskit::test
