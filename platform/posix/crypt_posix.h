@@ -4,7 +4,8 @@
 // checked on every call, so a stale or foreign handle is an error, never a crash.
 //
 // Getting a provider on Linux: the container name is the path of a private key
-// file (PEM or DER, unencrypted; RSA, GOST R 34.10-2001 or GOST R 34.10-2012):
+// file (PEM or DER, unencrypted; RSA, DSA or EC for the RSA provider types,
+// GOST R 34.10-2001 or 34.10-2012 for the GOST ones):
 //
 //   HCRYPTPROV prov = 0;
 //   CryptAcquireContextA(&prov, "/path/recipient.key", nullptr, PROV_RSA_AES, 0);
@@ -36,6 +37,27 @@
 // Windows providers), the Final call checks and removes the CBC padding of its
 // last block, and the key then starts again from its IV. GOST keys use CFB mode;
 // KP_MIXMODE set to CRYPT_PROMIX_MODE turns on the key meshing CMS requires.
+//
+// Encrypting: CryptGenKey(prov, CALG_AES_128/192/256, CALG_3DES or
+// CALG_G28147, CRYPT_EXPORTABLE, &key) makes a random content key on any
+// provider (the upper 16 bits of the flags may give the size in bits; 3DES
+// keys get DES parity). A GOST key's parameter set is CryptoPro A
+// ("1.2.643.2.2.31.1") unless CryptSetKeyParam(KP_CIPHEROID) names another
+// known one as dotted text. CryptEncrypt mirrors CryptDecrypt: calls with
+// Final false take whole blocks and return as many bytes, the Final call adds
+// the PKCS #7 padding (a null buffer, or a buffer length too small, reports
+// the size the call needs). Exporting the key of an RSA recipient is
+// CryptExportKey(key, rsaPublicKey, SIMPLEBLOB, 0, blob, &len): BLOBHEADER,
+// CALG_RSA_KEYX, then the PKCS #1 v1.5 encrypted key least significant byte
+// first (reverse it for the message). GOST recipients go through the installed
+// "CryptMsgDllExportEncryptKey" functions (for "1.2.643.2.2.19",
+// "1.2.643.7.1.1.1.1" and "1.2.643.7.1.1.1.2"), whose octets are the DER
+// GostR3410-KeyTransport of the message: the gost engine's key transport with
+// a new ephemeral key and UKM each call, and the key-wrap parameter set the
+// engine takes for the recipient's key (CryptoPro A for 2001 keys, TC26 Z for
+// 2012 keys), which need not be the content key's. Only exportable keys leave
+// (NTE_BAD_KEY_STATE otherwise); CryptExportKey also writes PLAINTEXTKEYBLOB,
+// and CryptImportKey honours CRYPT_EXPORTABLE.
 //
 // Hash objects: CryptCreateHash on any provider (the key argument must be 0)
 // for CALG_MD5, CALG_SHA1, CALG_SHA_256/384/512, CALG_GR3411 (GOST R 34.11-94
@@ -270,8 +292,11 @@ PLATFORM_API BOOL CryptAcquireContextW(HCRYPTPROV* prov, LPCWSTR container, LPCW
                                        DWORD flags);
 PLATFORM_API BOOL CryptReleaseContext(HCRYPTPROV prov, DWORD flags);
 PLATFORM_API BOOL CryptGenRandom(HCRYPTPROV prov, DWORD length, BYTE* buffer);
+PLATFORM_API BOOL CryptGenKey(HCRYPTPROV prov, ALG_ID algId, DWORD flags, HCRYPTKEY* key);
 PLATFORM_API BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTKEY pubKey,
                                  DWORD flags, HCRYPTKEY* key);
+PLATFORM_API BOOL CryptExportKey(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD blobType, DWORD flags,
+                                 BYTE* data, DWORD* dataLength);
 PLATFORM_API BOOL CryptDestroyKey(HCRYPTKEY key);
 PLATFORM_API BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey);
 PLATFORM_API BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data,

@@ -27,11 +27,8 @@ DWORD SignHash(HashObject& hash, DWORD keySpec, BYTE* signature, DWORD* length) 
   if (const DWORD code = CheckHashFitsKey(*key, hash.Algorithm())) return code;
   const DWORD size = key->SignatureSize();
   // Asking for the size leaves the hash open.
-  if (!signature || *length < size) {
-    const DWORD room = *length;
-    *length = size;
-    return signature && room < size ? ERROR_MORE_DATA : 0;
-  }
+  DWORD sizeCode = 0;
+  if (SizeOnly(size, signature, length, &sizeCode)) return sizeCode;
   std::vector<BYTE> digest, made;
   if (const DWORD code = hash.Finish(&digest)) return code;
   if (const DWORD code = SignDigest(*key, hash.Algorithm(), hash.Md(), digest, &made)) return code;
