@@ -13,12 +13,18 @@
 namespace cmskit {
 namespace posix {
 
-const CipherLibrary& CipherLibrary::Get() {
-  static const CipherLibrary* library = new CipherLibrary();
+namespace {
+
+const int kGostDigestNids[] = {NID_id_GostR3411_94, NID_id_GostR3411_2012_256, NID_id_GostR3411_2012_512};
+
+}  // namespace
+
+const OpenSslLibrary& OpenSslLibrary::Get() {
+  static const OpenSslLibrary* library = new OpenSslLibrary();
   return *library;
 }
 
-CipherLibrary::CipherLibrary() {
+OpenSslLibrary::OpenSslLibrary() {
   context_ = OSSL_LIB_CTX_new();
   if (!context_) return;
   // Either provider may fail to load; then its ciphers are simply not found.
@@ -27,11 +33,18 @@ CipherLibrary::CipherLibrary() {
   ERR_clear_error();
 }
 
-CipherPtr CipherLibrary::Fetch(const CipherAlgorithm& algorithm) const {
+CipherPtr OpenSslLibrary::FetchCipher(const CipherAlgorithm& algorithm) const {
   if (!context_ || !algorithm.openSslName) return nullptr;
   CipherPtr cipher(EVP_CIPHER_fetch(context_, algorithm.openSslName, nullptr));
   if (!cipher) ERR_clear_error();
   return cipher;
+}
+
+MdPtr OpenSslLibrary::FetchDigest(const char* name) const {
+  if (!context_ || !name) return nullptr;
+  MdPtr digest(EVP_MD_fetch(context_, name, nullptr));
+  if (!digest) ERR_clear_error();
+  return digest;
 }
 
 const GostEngine& GostEngine::Get() {
@@ -61,17 +74,18 @@ GostEngine::GostEngine() {
   }
   engine_ = engine;
   cipher_ = cipher;
+  // A digest the engine lacks is simply not available.
+  for (size_t i = 0; i < sizeof(kGostDigestNids) / sizeof(kGostDigestNids[0]); ++i) {
+    digests_[i] = ENGINE_get_digest(engine, kGostDigestNids[i]);
+  }
+  ERR_clear_error();
 }
 
-bool IsGostKey(const EVP_PKEY* key) {
-  switch (EVP_PKEY_get_base_id(key)) {
-    case NID_id_GostR3410_2001:
-    case NID_id_GostR3410_2012_256:
-    case NID_id_GostR3410_2012_512:
-      return true;
-    default:
-      return false;
+const EVP_MD* GostEngine::Digest(int nid) const {
+  for (size_t i = 0; i < sizeof(kGostDigestNids) / sizeof(kGostDigestNids[0]); ++i) {
+    if (kGostDigestNids[i] == nid) return digests_[i];
   }
+  return nullptr;
 }
 
 }  // namespace posix

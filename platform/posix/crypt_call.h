@@ -43,6 +43,16 @@ inline DWORD CopyOut(const void* value, DWORD size, BYTE* data, DWORD* length) {
   return 0;
 }
 
+// The same protocol for a value that is only made once there is room for it:
+// true when the call ends with just the size reported, *code then being 0
+// for a size query and ERROR_MORE_DATA for a buffer that is too small.
+inline bool SizeOnly(DWORD size, const BYTE* data, DWORD* length, DWORD* code) {
+  if (data && *length >= size) return false;
+  *code = data ? ERROR_MORE_DATA : 0;
+  *length = size;
+  return true;
+}
+
 }  // namespace posix
 }  // namespace cmskit
 

@@ -75,5 +75,66 @@ bool SmallInteger(const DerElement& element, uint32_t* value) {
   return true;
 }
 
+std::vector<BYTE> DerEncode(BYTE tag, const std::vector<BYTE>& value) {
+  std::vector<BYTE> out{tag};
+  const uint64_t length = value.size();
+  if (length < kLongLength) {
+    out.push_back(static_cast<BYTE>(length));
+  } else {
+    BYTE octets[sizeof(length)];
+    size_t count = 0;
+    for (uint64_t rest = length; rest; rest >>= 8) octets[count++] = static_cast<BYTE>(rest);
+    out.push_back(static_cast<BYTE>(kLongLength | count));
+    while (count) out.push_back(octets[--count]);
+  }
+  out.insert(out.end(), value.begin(), value.end());
+  return out;
+}
+
+namespace {
+
+// Base 128, most significant group first, all but the last with the top bit set.
+void AppendArc(uint64_t arc, std::vector<BYTE>* value) {
+  BYTE groups[10];
+  size_t count = 0;
+  do {
+    groups[count++] = static_cast<BYTE>(arc & 0x7F);
+    arc >>= 7;
+  } while (arc);
+  while (count > 1) value->push_back(static_cast<BYTE>(groups[--count] | 0x80));
+  value->push_back(groups[0]);
+}
+
+// The arcs of dotted text; false for anything but digits separated by single dots.
+bool ParseArcs(const char* text, std::vector<uint64_t>* arcs) {
+  uint64_t arc = 0;
+  bool digits = false;
+  for (const char* p = text;; ++p) {
+    if (*p >= '0' && *p <= '9') {
+      if (arc > (UINT64_MAX - 9) / 10 - 80) return false;
+      arc = arc * 10 + static_cast<uint64_t>(*p - '0');
+      digits = true;
+      continue;
+    }
+    if ((*p != '.' && *p != 0) || !digits) return false;
+    arcs->push_back(arc);
+    if (*p == 0) return true;
+    arc = 0;
+    digits = false;
+  }
+}
+
+}  // namespace
+
+bool OidValue(const char* text, std::vector<BYTE>* value) {
+  std::vector<uint64_t> arcs;
+  if (!text || !ParseArcs(text, &arcs) || arcs.size() < 2) return false;
+  if (arcs[0] > 2 || (arcs[0] < 2 && arcs[1] >= 40)) return false;
+  value->clear();
+  AppendArc(arcs[0] * 40 + arcs[1], value);
+  for (size_t i = 2; i < arcs.size(); ++i) AppendArc(arcs[i], value);
+  return true;
+}
+
 }  // namespace posix
 }  // namespace cmskit

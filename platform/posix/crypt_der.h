@@ -1,12 +1,13 @@
 // Just enough DER for the provider: walking the elements of a certificate and
-// of algorithm parameters. Every read stays inside the given bytes; lengths
-// are checked in 64-bit arithmetic.
+// of algorithm parameters, and writing a public key's structure. Every read
+// stays inside the given bytes; lengths are checked in 64-bit arithmetic.
 #ifndef CMSKIT_PLATFORM_POSIX_CRYPT_DER_H
 #define CMSKIT_PLATFORM_POSIX_CRYPT_DER_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/win32.h"
 
@@ -58,6 +59,13 @@ std::string OidText(const BYTE* value, size_t length);
 
 // The value of a small non-negative INTEGER; false when it does not fit.
 bool SmallInteger(const DerElement& element, uint32_t* value);
+
+// One element from its identifier octet and value.
+std::vector<BYTE> DerEncode(BYTE tag, const std::vector<BYTE>& value);
+
+// The value octets of an OBJECT IDENTIFIER written as dotted text; false for
+// text that is not one.
+bool OidValue(const char* text, std::vector<BYTE>* value);
 
 }  // namespace posix
 }  // namespace cmskit

@@ -1,9 +1,12 @@
-// The session-key functions: importing a plain-text key, duplicating and
-// destroying keys, decrypting and encrypting, and key parameters.
+// The session-key functions: generating, importing and exporting keys,
+// duplicating and destroying them, decrypting and encrypting, and key
+// parameters. Destroying and the parameters also serve public and private keys.
 #include <cstring>
 #include <memory>
 
+#include "platform/posix/crypt_asymmetric_key.h"
 #include "platform/posix/crypt_call.h"
+#include "platform/posix/crypt_key_blobs.h"
 #include "platform/posix/crypt_provider.h"
 #include "platform/posix/crypt_symmetric_key.h"
 
@@ -12,28 +15,25 @@ namespace posix {
 
 namespace {
 
-// BLOBHEADER, then the key size, then the key bytes.
-DWORD ImportPlainTextKey(const BYTE* data, DWORD length, std::shared_ptr<SymmetricKey>* key) {
-  BLOBHEADER header;
-  DWORD keyLength;
-  if (length < sizeof(header) + sizeof(keyLength)) return NTE_BAD_DATA;
-  std::memcpy(&header, data, sizeof(header));
-  std::memcpy(&keyLength, data + sizeof(header), sizeof(keyLength));
-  if (header.bType != PLAINTEXTKEYBLOB) return NTE_BAD_TYPE;
-  if (header.bVersion != CUR_BLOB_VERSION) return NTE_BAD_VER;
-  if (uint64_t{length} < sizeof(header) + sizeof(keyLength) + uint64_t{keyLength}) return NTE_BAD_DATA;
-  const CipherAlgorithm* algorithm = AlgorithmById(header.aiKeyAlg);
-  if (!algorithm) return NTE_BAD_ALGID;
-  return SymmetricKey::Create(*algorithm, data + sizeof(header) + sizeof(keyLength), keyLength, KeyOptions(),
-                              key);
-}
-
-// Runs `body` on the key a handle names; ERROR_INVALID_PARAMETER for any other value.
+// Runs `body` on the session key a handle names; NTE_BAD_KEY for a public or
+// private key, ERROR_INVALID_PARAMETER for any other value.
 template <class Body>
 BOOL WithKey(HCRYPTKEY handle, Body&& body) {
   return RunCall([&]() -> DWORD {
     const std::shared_ptr<SymmetricKey> key = KeyTable().Find(handle);
-    return key ? body(*key) : ERROR_INVALID_PARAMETER;
+    if (key) return body(*key);
+    return AsymmetricKeyTable().Find(handle) ? NTE_BAD_KEY : ERROR_INVALID_PARAMETER;
+  });
+}
+
+// Runs `onSession` or `onAsymmetric` on the key a handle names.
+template <class SessionBody, class AsymmetricBody>
+BOOL WithAnyKey(HCRYPTKEY handle, SessionBody&& onSession, AsymmetricBody&& onAsymmetric) {
+  return RunCall([&]() -> DWORD {
+    if (const std::shared_ptr<SymmetricKey> key = KeyTable().Find(handle)) return onSession(*key);
+    if (const std::shared_ptr<AsymmetricKey> key = AsymmetricKeyTable().Find(handle))
+      return onAsymmetric(*key);
+    return ERROR_INVALID_PARAMETER;
   });
 }
 
@@ -42,29 +42,54 @@ BOOL WithKey(HCRYPTKEY handle, Body&& body) {
 }  // namespace posix
 }  // namespace cmskit
 
+using cmskit::posix::AsymmetricKey;
+using cmskit::posix::AsymmetricKeyTable;
 using cmskit::posix::ImportPlainTextKey;
 using cmskit::posix::KeyTable;
 using cmskit::posix::ProviderTable;
 using cmskit::posix::RunCall;
 using cmskit::posix::SymmetricKey;
+using cmskit::posix::WithAnyKey;
 using cmskit::posix::WithKey;
 
 extern "C" {
 
-BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTKEY pubKey, DWORD /*flags*/,
+BOOL CryptGenKey(HCRYPTPROV prov, ALG_ID algId, DWORD flags, HCRYPTKEY* key) {
+  return RunCall([&]() -> DWORD {
+    if (!ProviderTable().Find(prov) || !key) return ERROR_INVALID_PARAMETER;
+    const cmskit::posix::CipherAlgorithm* algorithm = cmskit::posix::AlgorithmById(algId);
+    if (!algorithm) return NTE_BAD_ALGID;  // key pairs (AT_KEYEXCHANGE, AT_SIGNATURE) among them
+    std::shared_ptr<SymmetricKey> generated;
+    if (const DWORD code = SymmetricKey::Generate(*algorithm, flags, &generated)) return code;
+    *key = static_cast<HCRYPTKEY>(KeyTable().Add(std::move(generated)));
+    return 0;
+  });
+}
+
+BOOL CryptImportKey(HCRYPTPROV prov, const BYTE* data, DWORD dataLength, HCRYPTKEY pubKey, DWORD flags,
                     HCRYPTKEY* key) {
   return RunCall([&]() -> DWORD {
     if (!ProviderTable().Find(prov) || !data || !key) return ERROR_INVALID_PARAMETER;
     if (pubKey) return NTE_BAD_KEY;  // a plain-text blob is not encrypted with a key
     std::shared_ptr<SymmetricKey> imported;
-    if (const DWORD code = ImportPlainTextKey(data, dataLength, &imported)) return code;
+    if (const DWORD code = ImportPlainTextKey(data, dataLength, flags, &imported)) return code;
     *key = static_cast<HCRYPTKEY>(KeyTable().Add(std::move(imported)));
     return 0;
   });
 }
 
+BOOL CryptExportKey(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD blobType, DWORD flags, BYTE* data,
+                    DWORD* dataLength) {
+  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+    if (flags) return NTE_BAD_FLAGS;
+    return cmskit::posix::ExportKeyBlob(found, exchangeKey, blobType, data, dataLength);
+  });
+}
+
 BOOL CryptDestroyKey(HCRYPTKEY key) {
-  return RunCall([&]() -> DWORD { return KeyTable().Remove(key) ? 0 : ERROR_INVALID_PARAMETER; });
+  return RunCall([&]() -> DWORD {
+    return KeyTable().Remove(key) || AsymmetricKeyTable().Remove(key) ? 0 : ERROR_INVALID_PARAMETER;
+  });
 }
 
 BOOL CryptDuplicateKey(HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* newKey) {
@@ -94,17 +119,19 @@ BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE*
 }
 
 BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags) {
-  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+  const auto get = [&](auto& found) -> DWORD {
     if (flags) return NTE_BAD_FLAGS;
     return found.GetParam(param, data, dataLength);
-  });
+  };
+  return WithAnyKey(key, get, get);
 }
 
 BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD param, const BYTE* data, DWORD flags) {
-  return WithKey(key, [&](SymmetricKey& found) -> DWORD {
+  const auto set = [&](auto& found) -> DWORD {
     if (flags) return NTE_BAD_FLAGS;
     return found.SetParam(param, data);
-  });
+  };
+  return WithAnyKey(key, set, set);
 }
 
 }  // extern "C"

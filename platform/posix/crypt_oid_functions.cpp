@@ -1,6 +1,6 @@
 // The in-process table of OID functions: named sets, each holding functions
-// installed for object identifiers. The provider's own key import functions
-// are installed when the table is first used.
+// installed for object identifiers. The provider's own key import and export
+// functions are installed when the table is first used.
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/posix/crypt_call.h"
+#include "platform/posix/crypt_export_encrypt_key.h"
 #include "platform/posix/crypt_import_encrypt_key.h"
 
 namespace cmskit {
@@ -90,9 +91,12 @@ class OidFunctionRegistry {
   };
 
   OidFunctionRegistry() {
-    const std::vector<CRYPT_OID_FUNC_ENTRY> defaults = DefaultImportFunctions();
+    const std::vector<CRYPT_OID_FUNC_ENTRY> imports = DefaultImportFunctions();
     Install(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC,
-            static_cast<DWORD>(defaults.size()), defaults.data(), 0);
+            static_cast<DWORD>(imports.size()), imports.data(), 0);
+    const std::vector<CRYPT_OID_FUNC_ENTRY> exports = DefaultExportFunctions();
+    Install(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, CMSG_OID_EXPORT_ENCRYPT_KEY_FUNC,
+            static_cast<DWORD>(exports.size()), exports.data(), 0);
   }
 
   FunctionSet* FindOrAddSet(LPCSTR name) {

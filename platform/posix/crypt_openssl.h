@@ -4,7 +4,9 @@
 #define CMSKIT_PLATFORM_POSIX_CRYPT_OPENSSL_H
 
 #include <openssl/bio.h>
+#include <openssl/bn.h>
 #include <openssl/crypto.h>
+#include <openssl/ec.h>
 #include <openssl/evp.h>
 
 #include <cstddef>
@@ -22,14 +24,22 @@ struct OpenSslFree {
   void operator()(EVP_PKEY_CTX* p) const { EVP_PKEY_CTX_free(p); }
   void operator()(EVP_CIPHER* p) const { EVP_CIPHER_free(p); }
   void operator()(EVP_CIPHER_CTX* p) const { EVP_CIPHER_CTX_free(p); }
+  void operator()(EVP_MD* p) const { EVP_MD_free(p); }
+  void operator()(EVP_MD_CTX* p) const { EVP_MD_CTX_free(p); }
   void operator()(BIO* p) const { BIO_free(p); }
+  void operator()(BIGNUM* p) const { BN_free(p); }
+  void operator()(ECDSA_SIG* p) const { ECDSA_SIG_free(p); }
 };
 
 using PkeyPtr = std::unique_ptr<EVP_PKEY, OpenSslFree>;
 using PkeyCtxPtr = std::unique_ptr<EVP_PKEY_CTX, OpenSslFree>;
 using CipherPtr = std::unique_ptr<EVP_CIPHER, OpenSslFree>;
 using CipherCtxPtr = std::unique_ptr<EVP_CIPHER_CTX, OpenSslFree>;
+using MdPtr = std::unique_ptr<EVP_MD, OpenSslFree>;
+using MdCtxPtr = std::unique_ptr<EVP_MD_CTX, OpenSslFree>;
 using BioPtr = std::unique_ptr<BIO, OpenSslFree>;
+using BignumPtr = std::unique_ptr<BIGNUM, OpenSslFree>;
+using EcdsaSigPtr = std::unique_ptr<ECDSA_SIG, OpenSslFree>;
 
 // Key material: cleared before its memory is released.
 class SecretBytes {

@@ -112,20 +112,23 @@ HandleTable<Provider>& ProviderTable() {
 
 DWORD Provider::Open(const char* container, DWORD type, DWORD flags, std::shared_ptr<Provider>* opened) {
   if (const DWORD code = CheckRequest(type, flags)) return code;
-  PkeyPtr key;
+  std::shared_ptr<AsymmetricKey> key;
   if (!(flags & CRYPT_VERIFYCONTEXT)) {
     if (!container || !*container) return NTE_BAD_KEYSET;
-    key = LoadKey(container);
-    if (!key) return NTE_BAD_KEYSET;
-    const bool gostKey = IsGostKey(key.get());
-    const bool rsaKey = EVP_PKEY_get_base_id(key.get()) == EVP_PKEY_RSA;
-    if (IsGostType(type) ? !gostKey : !rsaKey) return NTE_BAD_KEYSET;
+    if (AsymmetricKey::Wrap(LoadKey(container), &key)) return NTE_BAD_KEYSET;
+    if (IsGostType(type) != key->IsGost()) return NTE_BAD_KEYSET;
   }
   opened->reset(new Provider(type, std::move(key)));
   return 0;
 }
 
 bool Provider::IsGost() const { return IsGostType(type_); }
+
+DWORD Provider::KeyFor(DWORD keySpec, std::shared_ptr<AsymmetricKey>* key) const {
+  if (!key_ || (keySpec != AT_KEYEXCHANGE && keySpec != AT_SIGNATURE)) return NTE_NO_KEY;
+  *key = key_;
+  return 0;
+}
 
 DWORD FillRandom(BYTE* buffer, DWORD length) {
   for (DWORD done = 0; done < length;) {

@@ -7,6 +7,7 @@
 
 #include "platform/posix/crypt_backends.h"
 #include "platform/posix/crypt_call.h"
+#include "platform/posix/crypt_provider.h"
 
 namespace cmskit {
 namespace posix {
@@ -17,6 +18,9 @@ constexpr uint16_t kKeyHandleTag = 0x4B59;
 // EVP takes int lengths: long inputs go through in pieces of this size.
 constexpr DWORD kMaxPiece = 1u << 30;
 constexpr DWORD kMaxEffectiveBits = 1024;
+constexpr size_t kRc2GeneratedBytes = 16;
+// Longer than any parameter set's dotted text.
+constexpr size_t kMaxOidText = 64;
 
 DWORD DwordOut(DWORD value, BYTE* data, DWORD* length) {
   return CopyOut(&value, sizeof(value), data, length);
@@ -37,6 +41,16 @@ DWORD PaddingLength(const BYTE* data, DWORD length, DWORD blockBytes) {
     if (data[length - i] != pad) return 0;
   }
   return pad;
+}
+
+// DES keys carry odd parity in the low bit of every byte.
+void SetOddParity(SecretBytes* key) {
+  for (size_t i = 0; i < key->size(); ++i) {
+    BYTE& b = key->data()[i];
+    int ones = 0;
+    for (BYTE rest = b >> 1; rest; rest >>= 1) ones += rest & 1;
+    b = static_cast<BYTE>((b & 0xFE) | (ones % 2 == 0 ? 1 : 0));
+  }
 }
 
 }  // namespace
@@ -63,7 +77,7 @@ DWORD SymmetricKey::Create(const CipherAlgorithm& algorithm, const BYTE* key, si
   if (algorithm.source == CipherSource::kGost) {
     if (!GostEngine::Get().Available()) return NTE_BAD_ALGID;
   } else {
-    cipher = CipherLibrary::Get().Fetch(algorithm);
+    cipher = OpenSslLibrary::Get().FetchCipher(algorithm);
     if (!cipher) return NTE_BAD_ALGID;
   }
   std::shared_ptr<SymmetricKey> result(new SymmetricKey(algorithm, std::move(cipher), key, keyLength));
@@ -76,8 +90,26 @@ DWORD SymmetricKey::Create(const CipherAlgorithm& algorithm, const BYTE* key, si
     if (algorithm.algId != CALG_RC2 || options.effectiveBits > kMaxEffectiveBits) return NTE_BAD_DATA;
     result->effectiveBits_ = options.effectiveBits;
   }
+  result->exportable_ = options.exportable;
   *created = std::move(result);
   return 0;
+}
+
+DWORD SymmetricKey::Generate(const CipherAlgorithm& algorithm, DWORD flags,
+                             std::shared_ptr<SymmetricKey>* created) {
+  if (flags & 0xFFFF & ~DWORD{CRYPT_EXPORTABLE}) return NTE_BAD_FLAGS;
+  const DWORD bits = flags >> 16;
+  size_t bytes = algorithm.algId == CALG_RC2 ? kRc2GeneratedBytes : algorithm.maxKeyBytes;
+  if (bits) {
+    bytes = bits / 8;
+    if (bits % 8 || bytes < algorithm.minKeyBytes || bytes > algorithm.maxKeyBytes) return NTE_BAD_FLAGS;
+  }
+  SecretBytes key(bytes);
+  if (const DWORD code = FillRandom(key.data(), static_cast<DWORD>(bytes))) return code;
+  if (algorithm.algId == CALG_3DES) SetOddParity(&key);
+  KeyOptions options;
+  options.exportable = (flags & CRYPT_EXPORTABLE) != 0;
+  return Create(algorithm, key.data(), key.size(), options, created);
 }
 
 std::shared_ptr<SymmetricKey> SymmetricKey::Duplicate() const {
@@ -89,6 +121,7 @@ std::shared_ptr<SymmetricKey> SymmetricKey::Duplicate() const {
   copy->gostParamSet_ = gostParamSet_;
   copy->mixMode_ = mixMode_;
   copy->effectiveBits_ = effectiveBits_;
+  copy->exportable_ = exportable_;
   return copy;
 }
 
@@ -199,7 +232,15 @@ DWORD SymmetricKey::SetParam(DWORD param, const BYTE* data) {
     case KP_PADDING:
       if (ReadDword(data) != PKCS5_PADDING) return NTE_BAD_DATA;
       break;
-    default:  // KP_CIPHEROID among them: the parameter set comes with the key
+    case KP_CIPHEROID: {
+      if (!gost) return NTE_BAD_TYPE;
+      const char* text = reinterpret_cast<const char*>(data);
+      const size_t length = strnlen(text, kMaxOidText);
+      if (length == kMaxOidText || !IsKnownGostParamSet(text)) return NTE_BAD_DATA;
+      gostParamSet_.assign(text, length);
+      break;
+    }
+    default:
       return NTE_BAD_TYPE;
   }
   End();

@@ -20,6 +20,7 @@ namespace posix {
 struct KeyOptions {
   std::string gostParamSet;  // GOST: default CryptoPro A
   DWORD effectiveBits = 0;   // RC2: default the key's own length
+  bool exportable = false;   // CRYPT_EXPORTABLE: may leave the provider in a key blob
 };
 
 class SymmetricKey {
@@ -29,8 +30,19 @@ class SymmetricKey {
   static DWORD Create(const CipherAlgorithm& algorithm, const BYTE* key, size_t keyLength,
                       const KeyOptions& options, std::shared_ptr<SymmetricKey>* created);
 
+  // A fresh random key, as CryptGenKey makes it: `flags` may hold
+  // CRYPT_EXPORTABLE and, in the upper 16 bits, the key size in bits (default
+  // the algorithm's largest; 128 for RC2). NTE_BAD_FLAGS for other flags and
+  // sizes the algorithm does not have.
+  static DWORD Generate(const CipherAlgorithm& algorithm, DWORD flags,
+                        std::shared_ptr<SymmetricKey>* created);
+
   // A new key with the same key bytes and parameters, at the start of a stream.
   std::shared_ptr<SymmetricKey> Duplicate() const;
+
+  const CipherAlgorithm& Algorithm() const { return algorithm_; }
+  const SecretBytes& KeyBytes() const { return key_; }
+  bool Exportable() const { return exportable_; }
 
   // Several calls with final false, then one with final true: CBC padding is
   // checked and removed on the final call, after which the key starts again
@@ -40,7 +52,8 @@ class SymmetricKey {
   DWORD Encrypt(bool final, BYTE* data, DWORD* length, DWORD bufferLength);
 
   DWORD GetParam(DWORD param, BYTE* data, DWORD* length) const;
-  // Any change of parameters ends the stream under way.
+  // Any change of parameters ends the stream under way. KP_CIPHEROID chooses
+  // a GOST key's parameter set among the known ones.
   DWORD SetParam(DWORD param, const BYTE* data);
 
  private:
@@ -60,6 +73,7 @@ class SymmetricKey {
   std::string gostParamSet_;
   DWORD mixMode_ = CRYPT_SIMPLEMIX_MODE;
   DWORD effectiveBits_ = 0;
+  bool exportable_ = false;
   State state_ = State::kIdle;
   CipherCtxPtr context_;
   mutable std::mutex mutex_;

@@ -97,7 +97,10 @@ int GostRefusedWithoutEngine() {
   if (!AcquireVerifyContext(PROV_RSA_AES, prov)) return 2;
   const bool keyRefused = !ImportPlainKey(prov.handle, kCalgGost28147, Bytes(32)) &&
                           GetLastError() == static_cast<DWORD>(NTE_BAD_ALGID);
-  return typeRefused && keyRefused ? 0 : 1;
+  HCRYPTHASH hash = 0;
+  const bool hashRefused = !CryptCreateHash(prov.handle, CALG_GR3411_2012_256, 0, 0, &hash) &&
+                           GetLastError() == static_cast<DWORD>(NTE_BAD_ALGID);
+  return typeRefused && keyRefused && hashRefused ? 0 : 1;
 }
 
 // The engine loads once per process, so this runs in a fresh one.

@@ -119,13 +119,108 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
     EXPECT_EQ(Bytes(reinterpret_cast<const BYTE*>(&value), reinterpret_cast<const BYTE*>(&value + 1)),
               KeyParam(handle.handle, item[0]));
   }
-  // The GOST parameters belong to GOST keys only; the parameter set is read only.
+  // The GOST parameters belong to GOST keys only.
   const DWORD one = 1;
   for (DWORD param : {DWORD{KP_MIXMODE}, DWORD{KP_CIPHEROID}, DWORD{KP_EFFECTIVE_KEYLEN}}) {
     EXPECT_FALSE(CryptGetKeyParam(handle.handle, param, nullptr, &length, 0));
     EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
     EXPECT_FALSE(CryptSetKeyParam(handle.handle, param, reinterpret_cast<const BYTE*>(&one), 0));
     EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
+  }
+}
+
+// Fresh keys, streamed through CryptEncrypt, decrypt with openssl enc.
+TEST_F(KeysTest, GeneratedKeysEncryptInPiecesForOpenssl) {
+  if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
+  const std::tuple<ALG_ID, const char*, size_t, size_t, const char*> kCiphers[] = {
+      {CALG_AES_128, "-aes-128-cbc", 16, 16, ""},
+      {CALG_AES_192, "-aes-192-cbc", 24, 16, ""},
+      {CALG_AES_256, "-aes-256-cbc", 32, 16, ""},
+      {CALG_3DES, "-des-ede3-cbc", 24, 8, ""},
+      {CALG_G28147, "-engine gost -gost89", 32, 8, ""},                   // CryptoPro A
+      {CALG_G28147, "-engine gost -gost89", 32, 8, "1.2.643.2.2.31.2"}};  // CryptoPro B
+  const Bytes plain = Pattern(10000, 21);
+  WriteBytes(dir_.Path("plain"), plain);
+  for (const auto& [algId, encOptions, keyBytes, ivBytes, paramSet] : kCiphers) {
+    if (algId == CALG_G28147 && !HaveGost()) continue;
+    SCOPED_TRACE(std::string(encOptions) + " " + paramSet);
+    KeyHandle key;
+    ASSERT_TRUE(CryptGenKey(prov_.handle, algId, CRYPT_EXPORTABLE, &key.handle))
+        << std::hex << GetLastError();
+    const Bytes blob = ExportBlob(key.handle, 0, PLAINTEXTKEYBLOB);
+    ASSERT_EQ(12 + keyBytes, blob.size());
+    EXPECT_EQ(Bytes({PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, 0, BYTE(algId), BYTE(algId >> 8), 0, 0}),
+              Bytes(blob.begin(), blob.begin() + 8));
+    const Bytes keyValue(blob.begin() + 12, blob.end());
+    for (BYTE b = 0; algId == CALG_3DES && b < keyValue.size(); ++b) {
+      int ones = 0;
+      for (BYTE rest = keyValue[b]; rest; rest >>= 1) ones += rest & 1;
+      EXPECT_EQ(1, ones % 2) << "DES keys have odd parity";
+    }
+    const Bytes iv = Pattern(ivBytes, 22);
+    ASSERT_TRUE(CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
+    // The engine's own default parameter set is not CryptoPro A: name it.
+    std::string environment;
+    if (algId == CALG_G28147) {
+      const DWORD mix = CRYPT_PROMIX_MODE;
+      ASSERT_TRUE(CryptSetKeyParam(key.handle, KP_MIXMODE, reinterpret_cast<const BYTE*>(&mix), 0));
+      environment = "CRYPT_PARAMS=id-Gost28147-89-CryptoPro-A-ParamSet ";
+      if (*paramSet) {
+        ASSERT_TRUE(CryptSetKeyParam(key.handle, KP_CIPHEROID, reinterpret_cast<const BYTE*>(paramSet), 0));
+        EXPECT_EQ(std::string(paramSet) + '\0', Text(Obj(KeyParam(key.handle, KP_CIPHEROID))));
+        environment = "CRYPT_PARAMS=id-Gost28147-89-CryptoPro-B-ParamSet ";
+      }
+    }
+    Bytes encrypted;
+    ASSERT_TRUE(EncryptPieces(key.handle, plain, 4096, &encrypted)) << std::hex << GetLastError();
+    WriteBytes(dir_.Path("cipher"), encrypted);
+    ASSERT_TRUE(Shell(environment + "openssl enc -d " + encOptions + " -K " + HexArg(keyValue) + " -iv " +
+                      HexArg(iv) + " -in " + dir_.Path("cipher") + " -out " + dir_.Path("decrypted")));
+    EXPECT_EQ(plain, ReadBytes(dir_.Path("decrypted")));
+  }
+}
+
+TEST_F(KeysTest, GeneratedAndExportedKeysFailWithWindowsCodes) {
+  const std::tuple<HCRYPTPROV, ALG_ID, DWORD, DWORD> kGenerate[] = {
+      {prov_.handle, CALG_SHA1, 0, NTE_BAD_ALGID},
+      {prov_.handle, AT_KEYEXCHANGE, 0, NTE_BAD_ALGID},
+      {prov_.handle, CALG_AES_128, 0x100, NTE_BAD_FLAGS},
+      {prov_.handle, CALG_AES_128, 192 << 16, NTE_BAD_FLAGS},
+      {prov_.handle, CALG_AES_128, 127 << 16, NTE_BAD_FLAGS},
+      {prov_.handle + 1000, CALG_AES_128, 0, ERROR_INVALID_PARAMETER}};
+  HCRYPTKEY key = 0;
+  for (const auto& [prov, algId, flags, error] : kGenerate) {
+    EXPECT_FALSE(CryptGenKey(prov, algId, flags, &key)) << algId << " " << flags;
+    EXPECT_EQ(error, GetLastError()) << algId << " " << flags;
+  }
+  KeyHandle rc2, fixed, secret;
+  ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_RC2, CRYPT_EXPORTABLE | (40 << 16), &rc2.handle));
+  EXPECT_EQ(5u, PlainKeyBytes(rc2.handle).size());
+  // An imported key exports as it came, when it may.
+  const Bytes blob = PlainKeyBlob(CALG_AES_192, Pattern(24, 23));
+  ASSERT_TRUE(CryptImportKey(prov_.handle, blob.data(), Size(blob), 0, CRYPT_EXPORTABLE, &fixed.handle));
+  EXPECT_EQ(blob, ExportBlob(fixed.handle, 0, PLAINTEXTKEYBLOB));
+  ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_AES_128, 0, &secret.handle));
+  const std::tuple<HCRYPTKEY, HCRYPTKEY, DWORD, DWORD, DWORD> kExport[] = {
+      {secret.handle, 0, PLAINTEXTKEYBLOB, 0, NTE_BAD_KEY_STATE},
+      {fixed.handle, 0, 6, 0, NTE_BAD_TYPE},  // PUBLICKEYBLOB
+      {fixed.handle, 0, PLAINTEXTKEYBLOB, 1, NTE_BAD_FLAGS},
+      {fixed.handle, secret.handle, PLAINTEXTKEYBLOB, 0, NTE_BAD_KEY},
+      {fixed.handle, 0, SIMPLEBLOB, 0, NTE_BAD_KEY},
+      {fixed.handle, secret.handle, SIMPLEBLOB, 0, NTE_BAD_KEY},
+      {fixed.handle, secret.handle + 1000, SIMPLEBLOB, 0, ERROR_INVALID_PARAMETER}};
+  for (const auto& [exported, exchange, blobType, flags, error] : kExport) {
+    DWORD length = 0;
+    EXPECT_FALSE(CryptExportKey(exported, exchange, blobType, flags, nullptr, &length)) << error;
+    EXPECT_EQ(error, GetLastError());
+  }
+  if (!HaveGost()) return;
+  KeyHandle gost;
+  ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_G28147, 0, &gost.handle));
+  EXPECT_EQ(std::string("1.2.643.2.2.31.1", 17), Text(Obj(KeyParam(gost.handle, KP_CIPHEROID))));
+  for (const char* paramSet : {"1.2.643.2.2.31.9", "1.2.643", ""}) {
+    EXPECT_FALSE(CryptSetKeyParam(gost.handle, KP_CIPHEROID, reinterpret_cast<const BYTE*>(paramSet), 0));
+    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), GetLastError());
   }
 }
 

@@ -30,6 +30,26 @@ inline bool HaveGost() {
   }();
   return have;
 }
+using HashHandle = Owned<HCRYPTHASH, CryptDestroyHash>;
+
+// A hash object of `algId` on `prov` that has been fed `data`; 0 on failure.
+inline HCRYPTHASH HashOf(HCRYPTPROV prov, ALG_ID algId, const Bytes& data) {
+  HCRYPTHASH hash = 0;
+  if (!CryptCreateHash(prov, algId, 0, 0, &hash)) return 0;
+  if (CryptHashData(hash, data.data(), Size(data), 0)) return hash;
+  CryptDestroyHash(hash);
+  return 0;
+}
+// HP_HASHVAL by the size-query protocol; empty on failure.
+inline Bytes HashValue(HCRYPTHASH hash) {
+  DWORD length = 0;
+  if (!CryptGetHashParam(hash, HP_HASHVAL, nullptr, &length, 0)) return Bytes();
+  Bytes value(length);
+  if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &length, 0)) return Bytes();
+  value.resize(length);
+  return value;
+}
+
 // Bytes as the openssl command line takes keys and IVs.
 inline std::string HexArg(const Bytes& bytes) {
   std::string text = ToHex(bytes);
@@ -89,6 +109,36 @@ inline bool DecryptPieces(HCRYPTKEY key, const Bytes& cipherText, size_t piece, 
     if (final) break;
   }
   return true;
+}
+
+// Encrypts in pieces of `piece` bytes (whole blocks), all but the last with Final false.
+inline bool EncryptPieces(HCRYPTKEY key, const Bytes& plainText, size_t piece, Bytes* cipherText) {
+  cipherText->clear();
+  for (size_t at = 0;; at += piece) {
+    const size_t size = std::min(piece, plainText.size() - at);
+    const bool final = at + size >= plainText.size();
+    Bytes buffer(plainText.begin() + static_cast<long>(at), plainText.begin() + static_cast<long>(at + size));
+    buffer.resize(size + 32);
+    DWORD length = static_cast<DWORD>(size);
+    if (!CryptEncrypt(key, 0, final, 0, buffer.data(), &length, Size(buffer))) return false;
+    cipherText->insert(cipherText->end(), buffer.begin(), buffer.begin() + length);
+    if (final) return true;
+  }
+}
+
+// A key blob by the size-query protocol; empty on failure.
+inline Bytes ExportBlob(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD blobType) {
+  DWORD length = 0;
+  if (!CryptExportKey(key, exchangeKey, blobType, 0, nullptr, &length)) return Bytes();
+  Bytes blob(length);
+  if (!CryptExportKey(key, exchangeKey, blobType, 0, blob.data(), &length)) return Bytes();
+  blob.resize(length);
+  return blob;
+}
+// The key bytes of an exportable session key.
+inline Bytes PlainKeyBytes(HCRYPTKEY key) {
+  const Bytes blob = ExportBlob(key, 0, PLAINTEXTKEYBLOB);
+  return blob.size() < 12 ? Bytes() : Bytes(blob.begin() + 12, blob.end());
 }
 
 }  // namespace cmskit::test
