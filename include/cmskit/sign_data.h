@@ -76,6 +76,14 @@ struct CMSKIT_API ToSignStruct64 {
   uint64_t extra;
 };
 
+// Receives content octets in order, one block at a time.
+class CMSKIT_API ContentSink {
+ public:
+  virtual ~ContentSink();
+  // False stops the delivery.
+  virtual bool Take(const BYTE* data, size_t size) = 0;
+};
+
 class SignDataTestPeer;
 struct ASNTSpan;
 
@@ -119,6 +127,14 @@ class CMSKIT_API SignData {
   bool DetachData64(ToSignStruct64& out, int* pError);
   uint64_t ReadObject64(const CTOOFile& file, uint64_t offset, int* pError);
   uint64_t WriteObject64(CTOOFile& file, uint64_t offset);
+
+  // Hands the encapsulated content to `sink` in blocks (of at most 1 MiB)
+  // without taking it out of the object: the octets held in memory, or the
+  // file range as the file reader recorded it (plain or in segments; any
+  // size). Returns false with the platform code in *pError and the last
+  // error when the range cannot be read (as DetachData would report it), or
+  // ERROR_CANCELLED (1223) when the sink stopped the delivery.
+  bool StreamContent(ContentSink& sink, int* pError) const;
 
   DWORD version;
   std::list<ASNAlgorithmIdentifier> digestAlgorithms;

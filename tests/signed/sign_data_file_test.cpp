@@ -294,6 +294,41 @@ TEST(SignDataDetach, EveryPathAndTarget) {
   }
 }
 
+// StreamContent hands over what DetachData would give, from memory, a plain
+// range and segments alike, and leaves the content where it was; a sink
+// that stops ends the delivery with ERROR_CANCELLED.
+TEST(SignDataStream, DeliversTheContentWithoutDetachingIt) {
+  struct Collect : ContentSink {
+    Bytes got;
+    size_t stopAfter = SIZE_MAX;
+    bool Take(const BYTE* data, size_t size) override {
+      got.insert(got.end(), data, data + size);
+      return got.size() < stopAfter;
+    }
+  };
+  const Bytes content = Pattern(9000);
+  FileMessage plain(PlainMessage(content));
+  FileMessage segmented(StreamedMessage(
+      {Bytes(content.begin(), content.begin() + 4096), Bytes(content.begin() + 4096, content.end())}));
+  SignData inMemory;
+  ASSERT_TRUE(ReadMemory(inMemory, plain.bytes));
+  for (SignData* message : {&plain.message, &segmented.message, &inMemory}) {
+    Collect sink;
+    int error = -1;
+    EXPECT_TRUE(message->StreamContent(sink, &error));
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(sink.got, content);
+    EXPECT_EQ(DetachToMemory(*message), content);
+  }
+  SignData again;
+  ASSERT_TRUE(ReadMemory(again, plain.bytes));
+  Collect stopping;
+  stopping.stopAfter = 1;
+  int error = 0;
+  EXPECT_FALSE(again.StreamContent(stopping, &error));
+  EXPECT_EQ(error, ERROR_CANCELLED);
+}
+
 // Whatever fails before the final copy leaves the source file as it was.
 TEST(SignDataDetach, FailureNeverDestroysTheSource) {
   const Bytes content = Pattern(7000);
