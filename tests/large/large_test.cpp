@@ -1,0 +1,232 @@
+// Messages beyond 4 GiB through the 64-bit members, built as sparse files
+// (headers written, content left as a hole) so that they cost no disk. What
+// comes out is checked as it streams, through a sink or a named pipe, never
+// stored. The 32-bit members must say "too large" for the same messages.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "common/test_util.h"
+#include "enveloped/enveloped_test_util.h"
+
+namespace cmskit_testing {
+namespace {
+
+using cmskit::CTOOFile;
+using cmskit::SignData;
+using cmskit::ToSignStruct;
+using cmskit::ToSignStruct64;
+
+constexpr uint64_t kGiB = uint64_t{1} << 30;
+const Bytes kHeadMark = Hex("48 45 41 44 5F 4D 41 52");  // the content's first octets
+const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
+
+bool OnPosix() { return PLATFORM_PATH_SEPARATOR == '/'; }
+const char* NullDevice() { return OnPosix() ? "/dev/null" : "NUL"; }
+
+// Identifier and definite length octets for any 64-bit length.
+Bytes Header(BYTE tag, uint64_t length) {
+  if (length < 0x80) return {tag, static_cast<BYTE>(length)};
+  Bytes octets;
+  for (uint64_t rest = length; rest; rest >>= 8) octets.insert(octets.begin(), static_cast<BYTE>(rest));
+  return Cat({{tag, static_cast<BYTE>(0x80 | octets.size())}, octets});
+}
+
+// `head`, then a hole up to `size` - `tail`, then `tail`.
+void WriteSparse(const std::string& path, const Bytes& head, uint64_t size, const Bytes& tail) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(head.data()), static_cast<std::streamsize>(head.size()));
+  out.seekp(static_cast<std::streamoff>(size - tail.size()));
+  out.write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
+}
+
+// The octets every reader of the content must see: the marks at both ends,
+// zeros between.
+class ContentCheck {
+ public:
+  explicit ContentCheck(uint64_t size) : size_(size) {}
+  void Take(const BYTE* data, size_t length) {
+    for (size_t i = 0; i < length; ++i, ++seen_) {
+      const uint64_t fromEnd = size_ - seen_;
+      BYTE expected = 0;
+      if (seen_ < kHeadMark.size()) expected = kHeadMark[seen_];
+      if (fromEnd <= kTailMark.size()) expected = kTailMark[kTailMark.size() - fromEnd];
+      if (data[i] != expected && wrong_ == UINT64_MAX) wrong_ = seen_;
+    }
+  }
+  bool Good() const { return seen_ == size_ && wrong_ == UINT64_MAX; }
+  uint64_t Seen() const { return seen_; }
+
+ private:
+  uint64_t size_;
+  uint64_t seen_ = 0;
+  uint64_t wrong_ = UINT64_MAX;
+};
+
+struct CheckingSink : cmskit::ContentSink {
+  explicit CheckingSink(uint64_t size) : check(size) {}
+  bool Take(const BYTE* data, size_t size) override {
+    check.Take(data, size);
+    return true;
+  }
+  ContentCheck check;
+};
+
+// A named pipe whose reader hands everything written to it to `consume`,
+// on a thread of its own; POSIX only (mkfifo through the shell).
+class Pipe {
+ public:
+  template <class Consume>
+  Pipe(const std::string& path, Consume consume) : path_(path) {
+    ok_ = Shell("mkfifo '" + path + "'");
+    if (!ok_) return;
+    reader_ = std::thread([this, consume]() mutable {
+      std::ifstream in(path_, std::ios::binary);
+      std::vector<char> block(1 << 20);
+      while (in.read(block.data(), static_cast<std::streamsize>(block.size())) || in.gcount() > 0)
+        consume(reinterpret_cast<const BYTE*>(block.data()), static_cast<size_t>(in.gcount()));
+    });
+  }
+  ~Pipe() { Join(); }
+  bool ok() const { return ok_; }
+  void Join() {
+    if (reader_.joinable()) reader_.join();
+  }
+
+ private:
+  std::string path_;
+  bool ok_ = false;
+  std::thread reader_;
+};
+
+// ContentInfo with SignedData around `contentSize` octets of content, with a
+// stand-in certificate and signer info after it.
+struct SparseSigned {
+  Bytes prefix, trailer;
+  uint64_t contentSize, total;
+
+  explicit SparseSigned(uint64_t size) : contentSize(size) {
+    const Bytes oidSigned = Hex("06 09 2A 86 48 86 F7 0D 01 07 02"), oidData = Hex("06 09 2A 86 48 86 F7 0D 01 07 01");
+    const Bytes version = Hex("02 01 01"), algorithms = Hex("31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00");
+    trailer = Cat({Hex("A0 05 30 03 02 01 07"), Hex("31 05 30 03 02 01 01")});
+    const Bytes octets = Header(0x04, size);
+    const uint64_t wrapper = octets.size() + size;
+    const Bytes wrapperHeader = Header(0xA0, wrapper);
+    const uint64_t encap = oidData.size() + wrapperHeader.size() + wrapper;
+    const Bytes encapHeader = Header(0x30, encap);
+    const uint64_t body = version.size() + algorithms.size() + encapHeader.size() + encap + trailer.size();
+    const Bytes bodyHeader = Header(0x30, body);
+    const uint64_t explicitLength = bodyHeader.size() + body;
+    const Bytes explicitHeader = Header(0xA0, explicitLength);
+    const uint64_t outer = oidSigned.size() + explicitHeader.size() + explicitLength;
+    prefix = Cat({Header(0x30, outer), oidSigned, explicitHeader, bodyHeader, version, algorithms, encapHeader,
+                  oidData, wrapperHeader, octets});
+    total = prefix.size() + size + trailer.size();
+  }
+  void Write(const std::string& path) const {
+    WriteSparse(path, Cat({prefix, kHeadMark}), total, Cat({kTailMark, trailer}));
+  }
+};
+
+class LargeMessages : public ::testing::TestWithParam<uint64_t> {
+ protected:
+  TempDir dir_;
+};
+
+TEST_P(LargeMessages, SignedThroughTheWideMembers) {
+  const SparseSigned shape(GetParam());
+  const std::string path = dir_.Path("large.p7s");
+  shape.Write(path);
+  EXPECT_EQ(cmskit::GetFileTypeByContent(path.c_str()), cmskit::CmsFileSignedAttached);
+
+  CTOOFile file(path.c_str(), "rb");
+  SignData message;
+  int error = -1;
+  ASSERT_EQ(message.ReadObject64(file, 0, &error), shape.total);
+  ASSERT_EQ(error, 0);
+  const ToSignStruct64 range = message.GetDataInfo64();
+  EXPECT_EQ(range.flags, ToSignStruct::kInFile);
+  EXPECT_EQ(range.begin, shape.prefix.size());
+  EXPECT_EQ(range.end, shape.prefix.size() + shape.contentSize);
+  EXPECT_EQ(message.signerInfos.size(), 1u);
+
+  // The 32-bit members cannot tell this message's offsets.
+  SignData narrow;
+  EXPECT_EQ(narrow.ReadObject(file, 0, &error), 0u);
+  EXPECT_EQ(static_cast<DWORD>(error), cmskit::kErrorFileTooLarge);
+  ToSignStruct out;
+  EXPECT_FALSE(message.DetachData(out, &error));
+  EXPECT_EQ(static_cast<DWORD>(error), cmskit::kErrorFileTooLarge);
+  CTOOFile sink(NullDevice(), "wb");
+  SetLastError(0);
+  EXPECT_EQ(message.WriteObject(sink, 0xFFFFFFFF), 0u);
+  EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
+
+  CheckingSink content(shape.contentSize);
+  EXPECT_TRUE(message.StreamContent(content, &error));
+  EXPECT_TRUE(content.check.Good()) << content.check.Seen();
+  EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
+
+  // Rewritten through a pipe, octet for octet the message read.
+  if (OnPosix()) {
+    const std::string fifo = dir_.Path("rewrite.fifo");
+    std::ifstream original(path, std::ios::binary);
+    std::vector<char> expected(1 << 20);
+    uint64_t same = 0, seen = 0;
+    Pipe pipe(fifo, [&](const BYTE* data, size_t size) {
+      original.read(expected.data(), static_cast<std::streamsize>(size));
+      if (std::memcmp(expected.data(), data, size) == 0) same += size;
+      seen += size;
+    });
+    ASSERT_TRUE(pipe.ok());
+    CTOOFile out(fifo.c_str(), "wb");
+    EXPECT_EQ(message.WriteObject64(out, UINT64_MAX), shape.total);
+    out.Close();
+    pipe.Join();
+    EXPECT_EQ(seen, shape.total);
+    EXPECT_EQ(same, shape.total);
+  }
+
+  ToSignStruct64 detached;
+  detached.flags = ToSignStruct::kInFile;
+  detached.data = const_cast<char*>(NullDevice());
+  ASSERT_TRUE(message.DetachData64(detached, &error)) << error;
+  EXPECT_EQ(detached.end, shape.contentSize);
+  EXPECT_EQ(message.GetDataInfo64().flags, 0u);
+}
+
+TEST_P(LargeMessages, AttachingALargeContentFile) {
+  const std::string content = dir_.Path("content.bin");
+  WriteSparse(content, kHeadMark, GetParam(), kTailMark);
+  SignData message;
+  message.digestAlgorithms.push_back(cmskit::ASNAlgorithmIdentifier("2.16.840.1.101.3.4.2.1", cmskit::IdentObj()));
+  message.certificates.push_back(Obj(Hex("30 03 02 01 07")));
+  message.signerInfos.push_back(Obj(Hex("30 03 02 01 01")));
+  ToSignStruct64 in;
+  in.flags = ToSignStruct::kInFile;
+  in.data = const_cast<char*>(content.c_str());
+  in.end = ToSignStruct64::kToEndOfFile;
+  int error = -1;
+  ASSERT_TRUE(message.AttachData64(in, &error));
+  const SparseSigned shape(GetParam());
+  CTOOFile sink(NullDevice(), "wb");
+  SetLastError(0);
+  EXPECT_EQ(message.WriteObject(sink, 0xFFFFFFFF), 0u);
+  EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
+  EXPECT_EQ(message.GetDataInfo64().end, ToSignStruct64::kToEndOfFile);
+  // The same layout as the sparse message.
+  EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
+  EXPECT_EQ(message.GetDataInfo64().end, GetParam());
+  CheckingSink streamed(GetParam());
+  EXPECT_TRUE(message.StreamContent(streamed, &error));
+  EXPECT_TRUE(streamed.check.Good());
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, LargeMessages, ::testing::Values(4 * kGiB + 1024, 6 * kGiB));
+
+}  // namespace
+}  // namespace cmskit_testing
