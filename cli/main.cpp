@@ -1,14 +1,16 @@
 // cmskit: inspect and act on CMS signed and enveloped message files.
 #include <CLI/CLI.hpp>
 
+#include <cmskit/cmskit.h>
+
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include <cmskit/cmskit.h>
-
 #include "cli_error.h"
 #include "commands.h"
+#include "output_file.h"
 
 #ifndef CMSKIT_VERSION
 #define CMSKIT_VERSION "unknown"
@@ -16,44 +18,76 @@
 
 namespace {
 
+using namespace cmskit_cli;
+
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 
+constexpr char kFooter[] =
+    "Files: \"-\" is standard input or standard output, for every message, content and output\n"
+    "argument. Input from a pipe is copied to a temporary file first. A result replaces its file\n"
+    "only once the whole operation has succeeded; results to standard output stream out.\n\n"
+    "Progress: on a terminal, operations whose output is larger than 64 MiB show a progress bar\n"
+    "on standard error; --quiet turns it off.\n\n"
+    "Exit status: 0 success, 1 failed operation (one line on standard error), 2 bad usage.\n"
+    "'cmskit help SUBCOMMAND' describes one subcommand.";
+
 struct Arguments {
   std::vector<std::string> files;
-  std::string input, output, content, certificate, key, messageOut, direction;
+  std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
+  bool quiet = false;
 };
 
-void AddSubcommands(CLI::App& app, Arguments& a) {
-  using namespace cmskit_cli;
+struct Subcommand {
+  CLI::App* app;
+  std::function<int()> run;
+};
+
+int Done() { return 0; }
+
+// The subcommand of that name; null when there is none.
+CLI::App* FindSubcommand(CLI::App& app, const std::string& name) {
+  const std::vector<CLI::App*> found =
+      app.get_subcommands([&name](CLI::App* sub) { return sub->get_name() == name; });
+  return found.empty() ? nullptr : found.front();
+}
+
+std::vector<Subcommand> AddSubcommands(CLI::App& app, Arguments& a) {
+  const auto feedback = [&a] { return Feedback{!a.quiet}; };
+  std::vector<Subcommand> subcommands;
   auto* type = app.add_subcommand("type", "Print what each file holds (DER or Base64)");
   type->add_option("FILE", a.files, "Message files")->required();
-  type->callback([&] { CommandType(a.files); });
+  subcommands.push_back({type, [&] { return CommandType(a.files) ? 0 : kExitFailed; }});
 
   auto* info = app.add_subcommand("info", "Describe a signed or enveloped message");
   info->add_option("FILE", a.input, "Message file")->required();
   info->add_flag("--json", a.json, "Print JSON");
-  info->callback([&] { CommandInfo(a.input, a.json); });
+  subcommands.push_back({info, [&] { return CommandInfo(a.input, a.json), Done(); }});
 
   auto* detach = app.add_subcommand("detach", "Take the content out of a signed message");
   detach->add_option("IN", a.input, "Signed message with content")->required();
   detach->add_option("OUT-CONTENT", a.content, "File for the content")->required();
   detach->add_option("-o,--output", a.messageOut, "Also write the detached message here");
-  detach->callback([&] { CommandDetach(a.input, a.content, a.messageOut); });
+  subcommands.push_back({detach, [&, feedback] {
+                           return CommandDetach(a.input, a.content, a.messageOut, feedback()), Done();
+                         }});
 
   auto* attach = app.add_subcommand("attach", "Put content into a detached signed message");
   attach->add_option("DETACHED-MESSAGE", a.input, "Signed message without content")->required();
   attach->add_option("CONTENT", a.content, "Content file")->required();
   attach->add_option("-o,--output", a.output, "Signed message with content")->required();
-  attach->callback([&] { CommandAttach(a.input, a.content, a.output); });
+  subcommands.push_back(
+      {attach, [&, feedback] { return CommandAttach(a.input, a.content, a.output, feedback()), Done(); }});
 
-  auto* decrypt = app.add_subcommand("decrypt", "Decrypt an enveloped message, file to file");
+  auto* decrypt = app.add_subcommand("decrypt", "Decrypt an enveloped message");
   decrypt->add_option("IN", a.input, "Enveloped message")->required();
   decrypt->add_option("-c,--cert", a.certificate, "Recipient certificate (DER or PEM)")->required();
   decrypt->add_option("-k,--key", a.key, "Recipient private key file (on Windows: found through the store)");
   decrypt->add_option("-o,--output", a.output, "Plaintext file")->required();
-  decrypt->callback([&] { CommandDecrypt(a.input, a.certificate, a.key, a.output); });
+  subcommands.push_back({decrypt, [&, feedback] {
+                           return CommandDecrypt(a.input, a.certificate, a.key, a.output, feedback()), Done();
+                         }});
 
   auto* base64 = app.add_subcommand("base64", "Convert a message file between DER and Base64");
   base64->add_option("DIRECTION", a.direction, "encode or decode")
@@ -61,37 +95,91 @@ void AddSubcommands(CLI::App& app, Arguments& a) {
       ->check(CLI::IsMember({"encode", "decode"}));
   base64->add_option("IN", a.input, "Source file")->required();
   base64->add_option("OUT", a.output, "Target file")->required();
-  base64->callback([&] { CommandBase64(a.direction, a.input, a.output); });
+  subcommands.push_back(
+      {base64, [&, feedback] { return CommandBase64(a.direction, a.input, a.output, feedback()), Done(); }});
 
   auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
   rewrite->add_option("IN", a.input, "Message file")->required();
   rewrite->add_option("OUT", a.output, "Rewritten message")->required();
-  rewrite->callback([&] { CommandRewrite(a.input, a.output); });
+  subcommands.push_back(
+      {rewrite, [&, feedback] { return CommandRewrite(a.input, a.output, feedback()), Done(); }});
+
+  auto* help = app.add_subcommand("help", "Describe the tool, or one subcommand");
+  help->add_option("SUBCOMMAND", a.topic, "The subcommand to describe");
+  subcommands.push_back({help, [&] {
+                           if (a.topic.empty())
+                             return PrintToStandardOutput(app.get_formatter()->make_help(
+                                        &app, "cmskit", CLI::AppFormatMode::Normal)),
+                                    Done();
+                           const CLI::App* sub = FindSubcommand(app, a.topic);
+                           if (!sub) throw UsageError("unknown subcommand '" + a.topic + "'");
+                           return PrintToStandardOutput(sub->help("cmskit")), Done();
+                         }});
+  return subcommands;
+}
+
+// The first word that is not an option: the subcommand the user meant.
+std::string SubcommandWord(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word.empty() || word[0] != '-') return word;
+  }
+  return std::string();
+}
+
+// One line: what was wrong and where the help is.
+int Usage(const std::string& subcommand, std::string message) {
+  for (char& c : message) {
+    if (c == '\n') c = ' ';
+  }
+  while (!message.empty() && message.back() == ' ') message.pop_back();
+  const std::string where = subcommand.empty() ? "cmskit" : "cmskit " + subcommand;
+  std::fprintf(stderr, "%s: %s (see '%s --help')\n", where.c_str(), message.c_str(), where.c_str());
+  return kExitUsage;
+}
+
+int Run(const Subcommand& subcommand) {
+  const std::string name = subcommand.app->get_name();
+  try {
+    return subcommand.run();
+  } catch (const OperationError& e) {
+    std::fprintf(stderr, "%s\n", ErrorLine(name, e).c_str());
+  } catch (const UsageError& e) {
+    return Usage(name, e.what());
+  } catch (const cmskit::XTOOStatus& e) {
+    const OperationError error(cmskit::StatusToWin32(e.GetStatus()), "failed");
+    std::fprintf(stderr, "%s\n", ErrorLine(name, error).c_str());
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "cmskit %s: %s\n", name.c_str(), e.what());
+  }
+  return kExitFailed;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"cmskit: inspect and act on CMS (PKCS #7) signed and enveloped messages"};
+  app.name("cmskit");
   app.set_version_flag("--version", std::string("cmskit ") + CMSKIT_VERSION);
+  app.footer(kFooter);
   app.require_subcommand(1);
+  app.fallthrough();
   Arguments arguments;
-  AddSubcommands(app, arguments);
+  app.add_flag("-q,--quiet", arguments.quiet, "No progress bar");
+  const std::vector<Subcommand> subcommands = AddSubcommands(app, arguments);
+
+  const std::string word = SubcommandWord(argc, argv);
+  if (!word.empty() && !FindSubcommand(app, word)) return Usage("", "unknown subcommand '" + word + "'");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    const int code = app.exit(e);
-    return code == 0 ? 0 : kExitUsage;
-  } catch (const cmskit_cli::OperationError& e) {
-    std::fprintf(stderr, "cmskit: %s: %s\n", e.what(), cmskit_cli::FormatCode(e.code()).c_str());
-    return kExitFailed;
-  } catch (const cmskit::XTOOStatus& e) {
-    std::fprintf(stderr, "cmskit: failed: %s\n",
-                 cmskit_cli::FormatCode(cmskit::StatusToWin32(e.GetStatus())).c_str());
-    return kExitFailed;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "cmskit: %s\n", e.what());
-    return kExitFailed;
+    if (e.get_exit_code() == 0) return app.exit(e);
+    if (dynamic_cast<const CLI::RequiredError*>(&e) && word.empty())
+      return Usage("", "a subcommand is required");
+    return Usage(word, e.what());
   }
-  return 0;
+  for (const Subcommand& subcommand : subcommands) {
+    if (subcommand.app->parsed()) return Run(subcommand);
+  }
+  return Usage("", "a subcommand is required");
 }
