@@ -3,7 +3,7 @@
 #include <cmskit/cmskit.h>
 
 #include <cstdio>
-#include <iostream>
+#include <memory>
 
 #include "argument_checks.h"
 #include "cli_error.h"
@@ -38,13 +38,14 @@ void WriteMessage(LoadedMessage& message, OutputFile& output, const Feedback& fe
   WriteThroughLibrary(output, feedback, expected, [&](const char* path) {
     cmskit::CTOOFile file(path, "wb");
     if (!file.IsOpen()) throw OperationError(cmskit::StatusToWin32(file.GetStatus()), what);
-    int error = 0;
     SetLastError(0);
-    if (message.signedData)
+    if (message.signedData) {
       Check(message.signedData->WriteObject(file, kNoOffset) != 0, 0, what);
-    else
-      message.envelopedData->WriteObject(file, &error);
-    Check(true, error, what);
+      return;
+    }
+    int error = 0;
+    message.envelopedData->WriteObject(file, &error);
+    Check(error == 0, error, what);
   });
 }
 

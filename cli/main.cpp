@@ -11,6 +11,7 @@
 #include "cli_error.h"
 #include "commands.h"
 #include "output_file.h"
+#include "standard_streams.h"
 
 #ifndef CMSKIT_VERSION
 #define CMSKIT_VERSION "unknown"
@@ -158,6 +159,7 @@ int Run(const Subcommand& subcommand) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  ReportBrokenPipes();
   CLI::App app{"cmskit: inspect and act on CMS (PKCS #7) signed and enveloped messages"};
   app.name("cmskit");
   app.set_version_flag("--version", std::string("cmskit ") + CMSKIT_VERSION);

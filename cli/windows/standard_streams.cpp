@@ -9,4 +9,7 @@ namespace cmskit_cli {
 
 void UseBinaryMode(FILE* stream) { _setmode(_fileno(stream), _O_BINARY); }
 
+// Writes to a closed pipe fail with an error here; there is no signal.
+void ReportBrokenPipes() {}
+
 }  // namespace cmskit_cli

@@ -70,11 +70,20 @@ class CliFaults : public CliTest {
     Tool("rewrite m.der " + P("rewritten"), "", t);
     Tool("detach m.der " + P("ignored") + " -o " + P("detached"), "", t);
     Tool("attach d.der c.bin -o " + P("attached"), "", t);
+    fs::copy_file(t + "m.der", t + "locked.der");
     // Root writes into read-only folders: the rows that need one are skipped.
-    fs::permissions(t + "ro", fs::perms::owner_read | fs::perms::owner_exec);
-    readOnlyHolds_ = !Shell("touch " + t + "ro/probe");
+    Protect(t, true);
+    permissionsHold_ = !Shell("touch " + t + "ro/probe");
     fs::remove(t + "ro/probe");
-    fs::permissions(t + "ro", fs::perms::owner_all);
+    Protect(t, false);
+  }
+
+  // A read-only folder ro/ and an unreadable file locked.der, or both open
+  // again (to be copied, compared and removed).
+  static void Protect(const std::string& dir, bool on) {
+    fs::permissions(dir + "/ro", on ? fs::perms::owner_read | fs::perms::owner_exec : fs::perms::owner_all);
+    fs::permissions(dir + "/locked.der",
+                    on ? fs::perms::none : fs::perms::owner_read | fs::perms::owner_write);
   }
 
   // The bytes a row's result must have: a template file or a result above.
@@ -83,10 +92,10 @@ class CliFaults : public CliTest {
     return ReadBytes(fs::exists(made) ? made : P("template/" + key));
   }
 
-  static bool readOnlyHolds_;
+  static bool permissionsHold_;
 };
 
-bool CliFaults::readOnlyHolds_ = false;
+bool CliFaults::permissionsHold_ = false;
 
 struct Row {
   std::string args;
@@ -95,6 +104,7 @@ struct Row {
   std::vector<std::pair<std::string, std::string>> results;  // file, expected bytes
   std::string input = "";                                    // piped to standard input
   std::string standardOutput = "";                           // expected bytes, or "=" and text
+  bool permissions = false;                                  // needs ro/ and locked.der to hold
 };
 
 const std::string kDecrypt = " -c Tester.crt -k Tester.key -o ";
@@ -123,14 +133,15 @@ const Row kRows[] = {
     // A folder that is missing or read-only.
     {"rewrite m.der no/out", 1, "no/out", {}},
     {"decrypt s.der" + kDecrypt + "no/out", 1, "no/out", {}},
-    {"detach m.der no/out", 1, "no/out", {}},
+    {"detach m.der x.bin -o no/out", 1, "no/out: 0x00000003 (path not found)", {}},
     {"attach d.der c.bin -o no/out", 1, "no/out", {}},
     {"base64 encode m.der no/out", 1, "no/out", {}},
-    {"rewrite m.der ro/out", 1, "ro/out", {}},
-    {"decrypt s.der" + kDecrypt + "ro/out", 1, "ro/out", {}},
-    {"detach m.der x.bin -o ro/out", 1, "ro/out", {}},
+    {"rewrite m.der ro/out", 1, "ro/out: 0x00000005 (access denied)", {}, "", "", true},
+    {"decrypt s.der" + kDecrypt + "ro/out", 1, "ro/out", {}, "", "", true},
+    {"detach m.der x.bin -o ro/out", 1, "ro/out", {}, "", "", true},
     // Inputs that are a directory, missing, truncated or damaged.
     {"info dir", 1, "dir: it is a directory", {}},
+    {"info locked.der", 1, "locked.der: 0x00000005 (access denied)", {}, "", "", true},
     {"rewrite dir out", 1, "dir: it is a directory", {}},
     {"decrypt dir" + kDecrypt + "out", 1, "dir: it is a directory", {}},
     {"attach d.der dir -o out", 1, "dir: it is a directory", {}},
@@ -165,18 +176,17 @@ TEST_F(CliFaults, EveryRowLeavesTheFolderAsIntended) {
   const std::string work = P("work");
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.args);
-    if (!readOnlyHolds_ && row.named.rfind("ro/", 0) == 0) {
-      std::printf("skipped \"%s\": read-only folders are writable here (running as root)\n",
-                  row.args.c_str());
+    if (row.permissions && !permissionsHold_) {
+      std::printf("skipped \"%s\": permissions do not hold here (running as root)\n", row.args.c_str());
       continue;
     }
     fs::remove_all(work);
     fs::copy(P("template"), work, fs::copy_options::recursive);
-    fs::permissions(work + "/ro", fs::perms::owner_read | fs::perms::owner_exec);
     Folder expected = Snapshot(work);
+    Protect(work, true);
     for (const auto& [file, key] : row.results) expected[file] = Expected(key);
     const int status = Tool(row.args, row.input.empty() ? "" : work + "/" + row.input, work);
-    fs::permissions(work + "/ro", fs::perms::owner_all);
+    Protect(work, false);
 
     const std::string err = Read("err.txt");
     EXPECT_EQ(status, row.status) << err;
