@@ -40,12 +40,13 @@ struct Arguments {
   bool quiet = false;
 };
 
+// A subcommand and what it does; run() is false when a file could not be
+// processed and its error line is already out.
 struct Subcommand {
   CLI::App* app;
-  std::function<int()> run;
+  std::function<bool()> run;
 };
-
-int Done() { return 0; }
+using Subcommands = std::vector<Subcommand>;
 
 // The subcommand of that name; null when there is none.
 CLI::App* FindSubcommand(CLI::App& app, const std::string& name) {
@@ -54,41 +55,77 @@ CLI::App* FindSubcommand(CLI::App& app, const std::string& name) {
   return found.empty() ? nullptr : found.front();
 }
 
-std::vector<Subcommand> AddSubcommands(CLI::App& app, Arguments& a) {
-  const auto feedback = [&a] { return Feedback{!a.quiet}; };
-  std::vector<Subcommand> subcommands;
+void PrintHelp(CLI::App& app, const std::string& topic) {
+  if (topic.empty()) {
+    PrintToStandardOutput(app.get_formatter()->make_help(&app, "cmskit", CLI::AppFormatMode::Normal));
+    return;
+  }
+  const CLI::App* sub = FindSubcommand(app, topic);
+  if (!sub) throw UsageError("unknown subcommand '" + topic + "'");
+  PrintToStandardOutput(sub->help("cmskit"));
+}
+
+void AddInspection(CLI::App& app, Arguments& a, Subcommands& out) {
   auto* type = app.add_subcommand("type", "Print what each file holds (DER or Base64)");
   type->add_option("FILE", a.files, "Message files")->required();
-  subcommands.push_back({type, [&] { return CommandType(a.files) ? 0 : kExitFailed; }});
+  out.push_back({type, [&] { return CommandType(a.files); }});
 
   auto* info = app.add_subcommand("info", "Describe a signed or enveloped message");
   info->add_option("FILE", a.input, "Message file")->required();
   info->add_flag("--json", a.json, "Print JSON");
-  subcommands.push_back({info, [&] { return CommandInfo(a.input, a.json), Done(); }});
+  out.push_back({info, [&] {
+                   CommandInfo(a.input, a.json);
+                   return true;
+                 }});
+}
 
+void AddHelp(CLI::App& app, Arguments& a, Subcommands& out) {
+  auto* help = app.add_subcommand("help", "Describe the tool, or one subcommand");
+  help->add_option("SUBCOMMAND", a.topic, "The subcommand to describe");
+  out.push_back({help, [&] {
+                   PrintHelp(app, a.topic);
+                   return true;
+                 }});
+}
+
+void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
   auto* detach = app.add_subcommand("detach", "Take the content out of a signed message");
   detach->add_option("IN", a.input, "Signed message with content")->required();
   detach->add_option("OUT-CONTENT", a.content, "File for the content")->required();
   detach->add_option("-o,--output", a.messageOut, "Also write the detached message here");
-  subcommands.push_back({detach, [&, feedback] {
-                           return CommandDetach(a.input, a.content, a.messageOut, feedback()), Done();
-                         }});
+  out.push_back({detach, [&] {
+                   CommandDetach(a.input, a.content, a.messageOut, {!a.quiet});
+                   return true;
+                 }});
 
   auto* attach = app.add_subcommand("attach", "Put content into a detached signed message");
   attach->add_option("DETACHED-MESSAGE", a.input, "Signed message without content")->required();
   attach->add_option("CONTENT", a.content, "Content file")->required();
   attach->add_option("-o,--output", a.output, "Signed message with content")->required();
-  subcommands.push_back(
-      {attach, [&, feedback] { return CommandAttach(a.input, a.content, a.output, feedback()), Done(); }});
+  out.push_back({attach, [&] {
+                   CommandAttach(a.input, a.content, a.output, {!a.quiet});
+                   return true;
+                 }});
 
+  auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
+  rewrite->add_option("IN", a.input, "Message file")->required();
+  rewrite->add_option("OUT", a.output, "Rewritten message")->required();
+  out.push_back({rewrite, [&] {
+                   CommandRewrite(a.input, a.output, {!a.quiet});
+                   return true;
+                 }});
+}
+
+void AddEnvelopedAndFiles(CLI::App& app, Arguments& a, Subcommands& out) {
   auto* decrypt = app.add_subcommand("decrypt", "Decrypt an enveloped message");
   decrypt->add_option("IN", a.input, "Enveloped message")->required();
   decrypt->add_option("-c,--cert", a.certificate, "Recipient certificate (DER or PEM)")->required();
   decrypt->add_option("-k,--key", a.key, "Recipient private key file (on Windows: found through the store)");
   decrypt->add_option("-o,--output", a.output, "Plaintext file")->required();
-  subcommands.push_back({decrypt, [&, feedback] {
-                           return CommandDecrypt(a.input, a.certificate, a.key, a.output, feedback()), Done();
-                         }});
+  out.push_back({decrypt, [&] {
+                   CommandDecrypt(a.input, a.certificate, a.key, a.output, {!a.quiet});
+                   return true;
+                 }});
 
   auto* base64 = app.add_subcommand("base64", "Convert a message file between DER and Base64");
   base64->add_option("DIRECTION", a.direction, "encode or decode")
@@ -96,27 +133,10 @@ std::vector<Subcommand> AddSubcommands(CLI::App& app, Arguments& a) {
       ->check(CLI::IsMember({"encode", "decode"}));
   base64->add_option("IN", a.input, "Source file")->required();
   base64->add_option("OUT", a.output, "Target file")->required();
-  subcommands.push_back(
-      {base64, [&, feedback] { return CommandBase64(a.direction, a.input, a.output, feedback()), Done(); }});
-
-  auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
-  rewrite->add_option("IN", a.input, "Message file")->required();
-  rewrite->add_option("OUT", a.output, "Rewritten message")->required();
-  subcommands.push_back(
-      {rewrite, [&, feedback] { return CommandRewrite(a.input, a.output, feedback()), Done(); }});
-
-  auto* help = app.add_subcommand("help", "Describe the tool, or one subcommand");
-  help->add_option("SUBCOMMAND", a.topic, "The subcommand to describe");
-  subcommands.push_back({help, [&] {
-                           if (a.topic.empty())
-                             return PrintToStandardOutput(app.get_formatter()->make_help(
-                                        &app, "cmskit", CLI::AppFormatMode::Normal)),
-                                    Done();
-                           const CLI::App* sub = FindSubcommand(app, a.topic);
-                           if (!sub) throw UsageError("unknown subcommand '" + a.topic + "'");
-                           return PrintToStandardOutput(sub->help("cmskit")), Done();
-                         }});
-  return subcommands;
+  out.push_back({base64, [&] {
+                   CommandBase64(a.direction, a.input, a.output, {!a.quiet});
+                   return true;
+                 }});
 }
 
 // The first word that is not an option: the subcommand the user meant.
@@ -142,7 +162,7 @@ int Usage(const std::string& subcommand, std::string message) {
 int Run(const Subcommand& subcommand) {
   const std::string name = subcommand.app->get_name();
   try {
-    return subcommand.run();
+    return subcommand.run() ? 0 : kExitFailed;
   } catch (const OperationError& e) {
     std::fprintf(stderr, "%s\n", ErrorLine(name, e).c_str());
   } catch (const UsageError& e) {
@@ -168,7 +188,11 @@ int main(int argc, char** argv) {
   app.fallthrough();
   Arguments arguments;
   app.add_flag("-q,--quiet", arguments.quiet, "No progress bar");
-  const std::vector<Subcommand> subcommands = AddSubcommands(app, arguments);
+  Subcommands subcommands;
+  AddInspection(app, arguments, subcommands);
+  AddSigned(app, arguments, subcommands);
+  AddEnvelopedAndFiles(app, arguments, subcommands);
+  AddHelp(app, arguments, subcommands);
 
   const std::string word = SubcommandWord(argc, argv);
   if (!word.empty() && !FindSubcommand(app, word)) return Usage("", "unknown subcommand '" + word + "'");
