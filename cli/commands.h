@@ -1,20 +1,30 @@
-// The subcommands of the cmskit tool. Each throws OperationError on failure.
+// The subcommands of the cmskit tool. Each throws OperationError on a
+// failed operation and UsageError on arguments that cannot go together.
+// Every file they write goes through OutputFile (replaced whole or not at
+// all), every file they read through InputFile (pipes spooled).
 #ifndef CMSKIT_CLI_COMMANDS_H
 #define CMSKIT_CLI_COMMANDS_H
 
 #include <string>
 #include <vector>
 
+#include "library_write.h"
+
 namespace cmskit_cli {
 
-void CommandType(const std::vector<std::string>& files);
+// Reports every file; false when one of them could not be read (its error
+// line is already on standard error).
+bool CommandType(const std::vector<std::string>& files);
 void CommandInfo(const std::string& file, bool json);
-void CommandDetach(const std::string& input, const std::string& contentOut, const std::string& messageOut);
-void CommandAttach(const std::string& detached, const std::string& content, const std::string& output);
+void CommandDetach(const std::string& input, const std::string& contentOut, const std::string& messageOut,
+                   const Feedback& feedback);
+void CommandAttach(const std::string& detached, const std::string& content, const std::string& output,
+                   const Feedback& feedback);
 void CommandDecrypt(const std::string& input, const std::string& certificate, const std::string& key,
-                    const std::string& output);
-void CommandBase64(const std::string& direction, const std::string& input, const std::string& output);
-void CommandRewrite(const std::string& input, const std::string& output);
+                    const std::string& output, const Feedback& feedback);
+void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,
+                   const Feedback& feedback);
+void CommandRewrite(const std::string& input, const std::string& output, const Feedback& feedback);
 
 }  // namespace cmskit_cli
 

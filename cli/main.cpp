@@ -1,14 +1,17 @@
 // cmskit: inspect and act on CMS signed and enveloped message files.
 #include <CLI/CLI.hpp>
 
+#include <cmskit/cmskit.h>
+
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include <cmskit/cmskit.h>
-
 #include "cli_error.h"
 #include "commands.h"
+#include "output_file.h"
+#include "standard_streams.h"
 
 #ifndef CMSKIT_VERSION
 #define CMSKIT_VERSION "unknown"
@@ -16,44 +19,113 @@
 
 namespace {
 
+using namespace cmskit_cli;
+
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 
+constexpr char kFooter[] =
+    "Files: \"-\" is standard input or standard output, for every message, content and output\n"
+    "argument. Input from a pipe is copied to a temporary file first. A result replaces its file\n"
+    "only once the whole operation has succeeded; results to standard output stream out.\n\n"
+    "Progress: on a terminal, operations whose output is larger than 64 MiB show a progress bar\n"
+    "on standard error; --quiet turns it off.\n\n"
+    "Exit status: 0 success, 1 failed operation (one line on standard error), 2 bad usage.\n"
+    "'cmskit help SUBCOMMAND' describes one subcommand.";
+
 struct Arguments {
   std::vector<std::string> files;
-  std::string input, output, content, certificate, key, messageOut, direction;
+  std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
+  bool quiet = false;
 };
 
-void AddSubcommands(CLI::App& app, Arguments& a) {
-  using namespace cmskit_cli;
+// A subcommand and what it does; run() is false when a file could not be
+// processed and its error line is already out.
+struct Subcommand {
+  CLI::App* app;
+  std::function<bool()> run;
+};
+using Subcommands = std::vector<Subcommand>;
+
+// The subcommand of that name; null when there is none.
+CLI::App* FindSubcommand(CLI::App& app, const std::string& name) {
+  const std::vector<CLI::App*> found =
+      app.get_subcommands([&name](CLI::App* sub) { return sub->get_name() == name; });
+  return found.empty() ? nullptr : found.front();
+}
+
+void PrintHelp(CLI::App& app, const std::string& topic) {
+  if (topic.empty()) {
+    PrintToStandardOutput(app.get_formatter()->make_help(&app, "cmskit", CLI::AppFormatMode::Normal));
+    return;
+  }
+  const CLI::App* sub = FindSubcommand(app, topic);
+  if (!sub) throw UsageError("unknown subcommand '" + topic + "'");
+  PrintToStandardOutput(sub->help("cmskit"));
+}
+
+void AddInspection(CLI::App& app, Arguments& a, Subcommands& out) {
   auto* type = app.add_subcommand("type", "Print what each file holds (DER or Base64)");
   type->add_option("FILE", a.files, "Message files")->required();
-  type->callback([&] { CommandType(a.files); });
+  out.push_back({type, [&] { return CommandType(a.files); }});
 
   auto* info = app.add_subcommand("info", "Describe a signed or enveloped message");
   info->add_option("FILE", a.input, "Message file")->required();
   info->add_flag("--json", a.json, "Print JSON");
-  info->callback([&] { CommandInfo(a.input, a.json); });
+  out.push_back({info, [&] {
+                   CommandInfo(a.input, a.json);
+                   return true;
+                 }});
+}
 
+void AddHelp(CLI::App& app, Arguments& a, Subcommands& out) {
+  auto* help = app.add_subcommand("help", "Describe the tool, or one subcommand");
+  help->add_option("SUBCOMMAND", a.topic, "The subcommand to describe");
+  out.push_back({help, [&] {
+                   PrintHelp(app, a.topic);
+                   return true;
+                 }});
+}
+
+void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
   auto* detach = app.add_subcommand("detach", "Take the content out of a signed message");
   detach->add_option("IN", a.input, "Signed message with content")->required();
   detach->add_option("OUT-CONTENT", a.content, "File for the content")->required();
   detach->add_option("-o,--output", a.messageOut, "Also write the detached message here");
-  detach->callback([&] { CommandDetach(a.input, a.content, a.messageOut); });
+  out.push_back({detach, [&] {
+                   CommandDetach(a.input, a.content, a.messageOut, {!a.quiet});
+                   return true;
+                 }});
 
   auto* attach = app.add_subcommand("attach", "Put content into a detached signed message");
   attach->add_option("DETACHED-MESSAGE", a.input, "Signed message without content")->required();
   attach->add_option("CONTENT", a.content, "Content file")->required();
   attach->add_option("-o,--output", a.output, "Signed message with content")->required();
-  attach->callback([&] { CommandAttach(a.input, a.content, a.output); });
+  out.push_back({attach, [&] {
+                   CommandAttach(a.input, a.content, a.output, {!a.quiet});
+                   return true;
+                 }});
 
-  auto* decrypt = app.add_subcommand("decrypt", "Decrypt an enveloped message, file to file");
+  auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
+  rewrite->add_option("IN", a.input, "Message file")->required();
+  rewrite->add_option("OUT", a.output, "Rewritten message")->required();
+  out.push_back({rewrite, [&] {
+                   CommandRewrite(a.input, a.output, {!a.quiet});
+                   return true;
+                 }});
+}
+
+void AddEnvelopedAndFiles(CLI::App& app, Arguments& a, Subcommands& out) {
+  auto* decrypt = app.add_subcommand("decrypt", "Decrypt an enveloped message");
   decrypt->add_option("IN", a.input, "Enveloped message")->required();
   decrypt->add_option("-c,--cert", a.certificate, "Recipient certificate (DER or PEM)")->required();
   decrypt->add_option("-k,--key", a.key, "Recipient private key file (on Windows: found through the store)");
   decrypt->add_option("-o,--output", a.output, "Plaintext file")->required();
-  decrypt->callback([&] { CommandDecrypt(a.input, a.certificate, a.key, a.output); });
+  out.push_back({decrypt, [&] {
+                   CommandDecrypt(a.input, a.certificate, a.key, a.output, {!a.quiet});
+                   return true;
+                 }});
 
   auto* base64 = app.add_subcommand("base64", "Convert a message file between DER and Base64");
   base64->add_option("DIRECTION", a.direction, "encode or decode")
@@ -61,37 +133,79 @@ void AddSubcommands(CLI::App& app, Arguments& a) {
       ->check(CLI::IsMember({"encode", "decode"}));
   base64->add_option("IN", a.input, "Source file")->required();
   base64->add_option("OUT", a.output, "Target file")->required();
-  base64->callback([&] { CommandBase64(a.direction, a.input, a.output); });
+  out.push_back({base64, [&] {
+                   CommandBase64(a.direction, a.input, a.output, {!a.quiet});
+                   return true;
+                 }});
+}
 
-  auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
-  rewrite->add_option("IN", a.input, "Message file")->required();
-  rewrite->add_option("OUT", a.output, "Rewritten message")->required();
-  rewrite->callback([&] { CommandRewrite(a.input, a.output); });
+// The first word that is not an option: the subcommand the user meant.
+std::string SubcommandWord(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word.empty() || word[0] != '-') return word;
+  }
+  return std::string();
+}
+
+// One line: what was wrong and where the help is.
+int Usage(const std::string& subcommand, std::string message) {
+  for (char& c : message) {
+    if (c == '\n') c = ' ';
+  }
+  while (!message.empty() && message.back() == ' ') message.pop_back();
+  const std::string where = subcommand.empty() ? "cmskit" : "cmskit " + subcommand;
+  std::fprintf(stderr, "%s: %s (see '%s --help')\n", where.c_str(), message.c_str(), where.c_str());
+  return kExitUsage;
+}
+
+int Run(const Subcommand& subcommand) {
+  const std::string name = subcommand.app->get_name();
+  try {
+    return subcommand.run() ? 0 : kExitFailed;
+  } catch (const OperationError& e) {
+    std::fprintf(stderr, "%s\n", ErrorLine(name, e).c_str());
+  } catch (const UsageError& e) {
+    return Usage(name, e.what());
+  } catch (const cmskit::XTOOStatus& e) {
+    const OperationError error(cmskit::StatusToWin32(e.GetStatus()), "failed");
+    std::fprintf(stderr, "%s\n", ErrorLine(name, error).c_str());
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "cmskit %s: %s\n", name.c_str(), e.what());
+  }
+  return kExitFailed;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  ReportBrokenPipes();
   CLI::App app{"cmskit: inspect and act on CMS (PKCS #7) signed and enveloped messages"};
+  app.name("cmskit");
   app.set_version_flag("--version", std::string("cmskit ") + CMSKIT_VERSION);
+  app.footer(kFooter);
   app.require_subcommand(1);
+  app.fallthrough();
   Arguments arguments;
-  AddSubcommands(app, arguments);
+  app.add_flag("-q,--quiet", arguments.quiet, "No progress bar");
+  Subcommands subcommands;
+  AddInspection(app, arguments, subcommands);
+  AddSigned(app, arguments, subcommands);
+  AddEnvelopedAndFiles(app, arguments, subcommands);
+  AddHelp(app, arguments, subcommands);
+
+  const std::string word = SubcommandWord(argc, argv);
+  if (!word.empty() && !FindSubcommand(app, word)) return Usage("", "unknown subcommand '" + word + "'");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    const int code = app.exit(e);
-    return code == 0 ? 0 : kExitUsage;
-  } catch (const cmskit_cli::OperationError& e) {
-    std::fprintf(stderr, "cmskit: %s: %s\n", e.what(), cmskit_cli::FormatCode(e.code()).c_str());
-    return kExitFailed;
-  } catch (const cmskit::XTOOStatus& e) {
-    std::fprintf(stderr, "cmskit: failed: %s\n",
-                 cmskit_cli::FormatCode(cmskit::StatusToWin32(e.GetStatus())).c_str());
-    return kExitFailed;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "cmskit: %s\n", e.what());
-    return kExitFailed;
+    if (e.get_exit_code() == 0) return app.exit(e);
+    if (dynamic_cast<const CLI::RequiredError*>(&e) && word.empty())
+      return Usage("", "a subcommand is required");
+    return Usage(word, e.what());
   }
-  return 0;
+  for (const Subcommand& subcommand : subcommands) {
+    if (subcommand.app->parsed()) return Run(subcommand);
+  }
+  return Usage("", "a subcommand is required");
 }

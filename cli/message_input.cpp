@@ -1,12 +1,18 @@
 #include "message_input.h"
 
+#include <cmskit/cmskit.h>
+
 #include <fstream>
 
 #include "cli_error.h"
+#include "library_write.h"
+#include "output_file.h"
 
 namespace cmskit_cli {
 
 namespace {
+
+constexpr uint32_t kInvalidData = 13;
 
 // Certificates are not messages, so the message detection does not apply:
 // anything that does not start as a DER SEQUENCE is taken for Base64.
@@ -22,12 +28,17 @@ bool IsBase64(const std::string& path, MessageInput::Kind kind) {
 
 }  // namespace
 
-MessageInput::MessageInput(const std::string& path, Kind kind) : derPath_(path) {
-  if (!cmskit::FileExists(path.c_str())) throw OperationError(2, "cannot read " + path);
-  if (!IsBase64(path, kind)) return;
-  temp_ = std::make_unique<cmskit::TOO::TEMPFOLDER>(true);
-  derPath_ = cmskit::TOO::FILENAME(temp_->c_str(), "message.der").path;
-  Check(cmskit::Base64FileDecode(path.c_str(), derPath_.c_str()), 0, "cannot decode the Base64 of " + path);
+MessageInput::MessageInput(const std::string& argument, Kind kind)
+    : input_(argument), derPath_(input_.path()) {
+  if (!IsBase64(derPath_, kind)) return;
+  decoded_ = std::make_unique<TempFolder>();
+  derPath_ = decoded_->File("message.der");
+  OutputFile der(derPath_);
+  WriteThroughLibrary(der, Feedback{false}, 0, [&](const char* path) {
+    if (!cmskit::Base64FileDecode(input_.path().c_str(), path))
+      throw OperationError(kInvalidData, "cannot decode the Base64 of " + name());
+  });
+  der.Commit();
 }
 
 }  // namespace cmskit_cli

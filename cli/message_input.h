@@ -1,25 +1,32 @@
-// A message (or certificate) file as the library readers want it: DER on
-// disk. Base64 input (armoured or not) is decoded into a temporary file that goes away with
-// this object.
+// A message (or certificate) argument as the library readers want it: DER
+// in a regular file. Base64 (armoured or not) is decoded into a temporary
+// file that goes away with this object; pipes and standard input are
+// spooled first (InputFile).
 #ifndef CMSKIT_CLI_MESSAGE_INPUT_H
 #define CMSKIT_CLI_MESSAGE_INPUT_H
 
-#include <cmskit/cmskit.h>
-
 #include <memory>
 #include <string>
+
+#include "input_file.h"
+#include "temp_folder.h"
 
 namespace cmskit_cli {
 
 class MessageInput {
  public:
   enum class Kind { Message, Certificate };
-  explicit MessageInput(const std::string& path, Kind kind = Kind::Message);
+  explicit MessageInput(const std::string& argument, Kind kind = Kind::Message);
+
+  // The DER file.
   const char* path() const { return derPath_.c_str(); }
-  bool wasBase64() const { return temp_ != nullptr; }
+  // The argument as messages name it.
+  const std::string& name() const { return input_.name(); }
+  bool wasBase64() const { return decoded_ != nullptr; }
 
  private:
-  std::unique_ptr<cmskit::TOO::TEMPFOLDER> temp_;
+  InputFile input_;
+  std::unique_ptr<TempFolder> decoded_;
   std::string derPath_;
 };
 

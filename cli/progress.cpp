@@ -2,33 +2,37 @@
 
 #include <cmskit/cmskit.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <thread>
 
 namespace cmskit_cli {
 
 namespace {
 
-constexpr uint64_t kProgressThreshold = 64ull << 20;
+constexpr int kWidth = 40;
 
 void Draw(uint64_t done, uint64_t total) {
-  const int width = 40;
-  const int filled = total ? static_cast<int>(std::min<uint64_t>(done, total) * width / total) : width;
+  const uint64_t shown = std::min(done, total);
+  const int filled = static_cast<int>(shown * kWidth / total);
   std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "########################################",
-               width - filled, "",
-               total ? static_cast<int>(std::min<uint64_t>(done, total) * 100 / total) : 100);
+               kWidth - filled, "", static_cast<int>(shown * 100 / total));
+  std::fflush(stderr);
+}
+
+void Wipe() {
+  std::fprintf(stderr, "\r%*s\r", kWidth + 7, "");
   std::fflush(stderr);
 }
 
 }  // namespace
 
-void RunWithProgress(const std::function<void()>& operation, const std::string& outputPath,
-                     uint64_t expectedBytes) {
-  if (expectedBytes <= kProgressThreshold || !_isatty(_fileno(stderr))) {
+void RunWithProgress(const std::function<void()>& operation, const std::function<uint64_t()>& done,
+                     uint64_t expected, bool enabled) {
+  if (!enabled || expected <= kProgressThreshold || !_isatty(_fileno(stderr))) {
     operation();
     return;
   }
@@ -43,15 +47,16 @@ void RunWithProgress(const std::function<void()>& operation, const std::string& 
     finished = true;
   });
   while (!finished) {
-    std::error_code error;
-    const uint64_t size = std::filesystem::file_size(outputPath, error);
-    Draw(error ? 0 : size, expectedBytes);
+    Draw(done(), expected);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
   worker.join();
-  Draw(expectedBytes, expectedBytes);
+  if (failure) {
+    Wipe();
+    std::rethrow_exception(failure);
+  }
+  Draw(expected, expected);
   std::fputc('\n', stderr);
-  if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace cmskit_cli

@@ -11,8 +11,10 @@ namespace cmskit_cli {
 
 class RecipientKey {
  public:
-  // `certificateDer` is the certificate file already in DER.
-  RecipientKey(const std::string& certificateDer, const std::string& keyPath);
+  // `certificateDer` is the certificate file already in DER; messages name
+  // it `certificateName`.
+  RecipientKey(const std::string& certificateDer, const std::string& certificateName,
+               const std::string& keyPath);
   RecipientKey(const RecipientKey&) = delete;
   RecipientKey& operator=(const RecipientKey&) = delete;
   ~RecipientKey();

@@ -22,5 +22,15 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmskitConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/cmskitConfig.cmake ${PROJECT_BINARY_DIR}/cmskitConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmskit)
 
-configure_file(${PROJECT_SOURCE_DIR}/cmake/cmskit64.pc.in ${PROJECT_BINARY_DIR}/cmskit64.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/cmskit64.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The pkg-config file names the prefix the install is given (cmake --install
+# --prefix), which is known only when installing: everything else is filled
+# in now, the prefix by the install script, which writes the file in place
+# (so that installs into different prefixes never share a generated file).
+set(CMSKIT_PC_PREFIX "@CMAKE_INSTALL_PREFIX@")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/cmskit64.pc.in ${PROJECT_BINARY_DIR}/cmskit64.pc.in @ONLY)
+install(CODE "
+  set(pc \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/cmskit64.pc\")
+  message(STATUS \"Installing: \${pc}\")
+  configure_file(\"${PROJECT_BINARY_DIR}/cmskit64.pc.in\" \"\${pc}\" @ONLY)
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${pc}\")
+")

@@ -12,19 +12,21 @@ namespace cmskit_cli {
 
 namespace {
 
-std::vector<BYTE> ReadAll(const std::string& path) {
+std::vector<BYTE> ReadAll(const std::string& path, const std::string& name) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + path);
+  if (!in) throw OperationError(2, "cannot read " + name);
   return std::vector<BYTE>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace
 
-RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& keyPath) {
-  const std::vector<BYTE> der = ReadAll(certificateDer);
+RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& certificateName,
+                           const std::string& keyPath) {
+  if (keyPath.empty()) throw UsageError("the recipient's private key file (-k) is required");
+  const std::vector<BYTE> der = ReadAll(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
-  if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate");
+  if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);
   const DWORD types[] = {PROV_RSA_AES, PROV_GOST_2012_256, PROV_GOST_2012_512, PROV_GOST_2001_DH};
   DWORD type = 0;
   for (DWORD candidate : types) {
@@ -40,7 +42,8 @@ RecipientKey::RecipientKey(const std::string& certificateDer, const std::string&
   info.dwProvType = type;
   info.dwKeySpec = AT_KEYEXCHANGE;
   if (!CertSetCertificateContextProperty(certificate_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info))
-    throw OperationError(GetLastError(), "cannot tie the key to the certificate");
+    throw OperationError(GetLastError(),
+                         "cannot tie the key " + keyPath + " to the certificate " + certificateName);
 }
 
 RecipientKey::~RecipientKey() {

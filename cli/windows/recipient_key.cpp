@@ -10,24 +10,27 @@
 
 namespace cmskit_cli {
 
-RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& /*keyPath*/) {
+RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& certificateName,
+                           const std::string& /*keyPath*/) {
   std::ifstream in(certificateDer, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + certificateDer);
+  if (!in) throw OperationError(2, "cannot read " + certificateName);
   const std::vector<BYTE> der((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   PCCERT_CONTEXT given = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                                       static_cast<DWORD>(der.size()));
-  if (!given) throw OperationError(GetLastError(), "cannot read the certificate");
+  if (!given) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);
   HCERTSTORE store = CertOpenSystemStoreA(0, "MY");
   store_ = store;
   if (store)
     certificate_ = CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0,
                                               CERT_FIND_EXISTING, given, nullptr);
   CertFreeCertificateContext(given);
-  if (!certificate_) throw OperationError(GetLastError(), "the certificate is not in the personal store");
+  if (!certificate_)
+    throw OperationError(GetLastError(),
+                         "the certificate " + certificateName + " is not in the personal store");
   DWORD keySpec = 0;
   BOOL mustFree = FALSE;
   if (!CryptAcquireCertificatePrivateKey(certificate_, 0, nullptr, &provider_, &keySpec, &mustFree))
-    throw OperationError(GetLastError(), "the certificate's private key is not available");
+    throw OperationError(GetLastError(), "the private key of " + certificateName + " is not available");
 }
 
 RecipientKey::~RecipientKey() {
