@@ -71,13 +71,13 @@ void CommandDecrypt(const std::string& input, const std::string& certificate, co
 
   const std::string what = "cannot decrypt " + message.name();
   PaddingFilter plaintext(target, DecryptionLeavesPadding(content) ? cipher->blockBytes : 0, what);
-  WriteThroughLibrary(plaintext, feedback, content.GetOpenTextSize(), [&](const char* path) {
+  WriteThroughLibrary(plaintext, feedback, content.GetOpenTextSize64(), [&](const char* path) {
     std::string name = path;
-    cmskit::ToSignStruct out;
+    cmskit::ToSignStruct64 out;
     out.flags = cmskit::ToSignStruct::kInFile;
     out.data = &name[0];
     SetLastError(0);
-    Check(cmskit::DecryptContent(contentKey.handle, content, out), 0, what);
+    Check(cmskit::DecryptContent64(contentKey.handle, content, out), 0, what);
   });
   plaintext.Finish();
   target.Commit();

@@ -18,8 +18,7 @@ namespace {
 
 constexpr uint32_t kBadTag = 0x8009310B;
 constexpr uint32_t kInvalidData = 13;
-constexpr uint32_t kTooLarge = 0x80092003;
-constexpr DWORD kNoOffset = 0xFFFFFFFF;
+constexpr uint64_t kNoOffset = UINT64_MAX;
 
 cmskit::SignData& RequireSigned(LoadedMessage& message) {
   if (!message.signedData) throw OperationError(kBadTag, message.name() + " is not a signed message");
@@ -27,7 +26,7 @@ cmskit::SignData& RequireSigned(LoadedMessage& message) {
 }
 
 uint64_t ContentSize(const cmskit::SignData& message) {
-  const cmskit::ToSignStruct& info = message.GetDataInfo();
+  const cmskit::ToSignStruct64 info = message.GetDataInfo64();
   if (info.flags & cmskit::ToSignStruct::kInFile) return info.end - info.begin;
   return message.encapContentInfo.data.size();
 }
@@ -40,11 +39,11 @@ void WriteMessage(LoadedMessage& message, OutputFile& output, const Feedback& fe
     if (!file.IsOpen()) throw OperationError(cmskit::StatusToWin32(file.GetStatus()), what);
     SetLastError(0);
     if (message.signedData) {
-      Check(message.signedData->WriteObject(file, kNoOffset) != 0, 0, what);
+      Check(message.signedData->WriteObject64(file, kNoOffset) != 0, 0, what);
       return;
     }
     int error = 0;
-    message.envelopedData->WriteObject(file, &error);
+    message.envelopedData->WriteObject64(file, &error);
     Check(error == 0, error, what);
   });
 }
@@ -85,11 +84,11 @@ void CommandDetach(const std::string& input, const std::string& contentOut, cons
       messageOut.empty() ? nullptr : std::make_unique<OutputFile>(messageOut);
   WriteThroughLibrary(content, feedback, ContentSize(data), [&](const char* path) {
     std::string target = path;
-    cmskit::ToSignStruct out;
+    cmskit::ToSignStruct64 out;
     out.flags = cmskit::ToSignStruct::kInFile;
     out.data = &target[0];
     int error = 0;
-    Check(data.DetachData(out, &error), error, "cannot detach the content of " + message.name());
+    Check(data.DetachData64(out, &error), error, "cannot detach the content of " + message.name());
   });
   if (detached) WriteMessage(message, *detached, feedback, 0, "cannot write the detached " + message.name());
   content.Close();
@@ -105,17 +104,15 @@ void CommandAttach(const std::string& detached, const std::string& content, cons
   cmskit::SignData& data = RequireSigned(message);
   const InputFile source(content);
   const uint64_t size = source.size();
-  if (size >= 0xFFFFFFFFull)
-    throw OperationError(kTooLarge, source.name() + " is larger than a message can carry");
   OutputFile target(output);
   std::string path = source.path();
-  cmskit::ToSignStruct in;
+  cmskit::ToSignStruct64 in;
   in.flags = cmskit::ToSignStruct::kInFile;
   in.data = &path[0];
   in.begin = 0;
-  in.end = static_cast<DWORD>(size);
+  in.end = size;
   int error = 0;
-  Check(data.AttachData(in, &error), error, "cannot attach " + source.name() + " to " + message.name());
+  Check(data.AttachData64(in, &error), error, "cannot attach " + source.name() + " to " + message.name());
   WriteMessage(message, target, feedback, size, "cannot attach " + source.name() + " to " + message.name());
   target.Commit();
 }

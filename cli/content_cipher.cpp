@@ -28,7 +28,7 @@ const ContentCipher* FindContentCipher(const std::string& oid) {
 bool DecryptionLeavesPadding(const cmskit::EncryptedContentInfo& content) {
   if (content.flags & cmskit::EncryptedContentInfo::kContentConstructed) return true;
   return (content.flags & cmskit::EncryptedContentInfo::kContentInFile) &&
-         content.contentLength % kDecryptBlock == 0;
+         content.GetContentLength64() % kDecryptBlock == 0;
 }
 
 }  // namespace cmskit_cli

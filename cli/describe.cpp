@@ -114,10 +114,9 @@ Json DescribeSigned(const cmskit::SignData& message) {
   for (const cmskit::ASNAlgorithmIdentifier& algorithm : message.digestAlgorithms)
     digests.push_back(AlgorithmName(algorithm));
   out["digestAlgorithms"] = digests;
-  const cmskit::ToSignStruct& info = message.GetDataInfo();
+  const cmskit::ToSignStruct64 info = message.GetDataInfo64();
   const bool inFile = (info.flags & cmskit::ToSignStruct::kInFile) != 0;
-  const uint64_t size =
-      inFile ? static_cast<uint64_t>(info.end - info.begin) : message.encapContentInfo.data.size();
+  const uint64_t size = inFile ? info.end - info.begin : message.encapContentInfo.data.size();
   out["content"] = {{"type", OidName(Text(message.encapContentInfo.id))},
                     {"attached", inFile ? info.end != info.begin : size != 0},
                     {"size", size}};
@@ -140,9 +139,10 @@ Json DescribeEnveloped(const cmskit::EnvelopedData& message) {
   out["recipients"] = recipients;
   const cmskit::EncryptedContentInfo& content = message.encryptedContentInfo;
   const bool inFile = !content.fileName.IsEmpty();
-  out["content"] = {{"type", OidName(content.contentType.c_str())},
-                    {"algorithm", AlgorithmName(content.contentEncryptionAlgorithm)},
-                    {"encryptedSize", inFile ? content.contentLength : content.encryptedContent.size()}};
+  out["content"] = {
+      {"type", OidName(content.contentType.c_str())},
+      {"algorithm", AlgorithmName(content.contentEncryptionAlgorithm)},
+      {"encryptedSize", inFile ? content.GetContentLength64() : content.encryptedContent.size()}};
   out["unprotectedAttributes"] = message.unprotectedAttrs.size();
   return out;
 }

@@ -39,7 +39,7 @@ LoadedMessage::LoadedMessage(const std::string& argument)
 void LoadedMessage::ReadEnveloped(cmskit::CTOOFile& file) {
   envelopedData = std::make_unique<cmskit::EnvelopedData>();
   int error = 0;
-  envelopedData->ReadObject(file, &error);
+  envelopedData->ReadObject64(file, &error);
   if (error == 0) return;
   // The reader takes key transport recipients only; say which other kind
   // stopped it rather than how its decoding failed.
@@ -53,7 +53,7 @@ void LoadedMessage::ReadEnveloped(cmskit::CTOOFile& file) {
 void LoadedMessage::ReadSigned(cmskit::CTOOFile& file) {
   signedData = std::make_unique<cmskit::SignData>();
   int error = 0;
-  const DWORD consumed = signedData->ReadObject(file, 0, &error);
+  const uint64_t consumed = signedData->ReadObject64(file, 0, &error);
   Check(consumed != 0 && error == 0, error, "cannot read the signed message " + name());
 }
 

@@ -47,10 +47,7 @@ uint64_t Measure(const EncryptedContentInfo& info, const IdentObj& iv, const Ide
         (info.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : kASNTPrimitive;
     inner += ASNTEncodeHeader(kASNTContext, constructed, 0, contentSize).size() + contentSize;
   }
-  const uint64_t total =
-      ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner).size() + inner;
-  if (total > 0xFFFFFFFFull) ASNTRaise(kStatusCorrupt, kOrigin);
-  return total;
+  return ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner).size() + inner;
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 // stored. The 32-bit members must say "too large" for the same messages.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <thread>
 
 #include "common/test_util.h"
@@ -22,6 +24,8 @@ using cmskit::ToSignStruct;
 using cmskit::ToSignStruct64;
 
 constexpr uint64_t kGiB = uint64_t{1} << 30;
+// The size whose output is also compared octet for octet as it streams.
+constexpr uint64_t kStreamedSize = 4 * kGiB + 1024;
 const Bytes kHeadMark = Hex("48 45 41 44 5F 4D 41 52");  // the content's first octets
 const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
 
@@ -110,8 +114,10 @@ struct SparseSigned {
   uint64_t contentSize, total;
 
   explicit SparseSigned(uint64_t size) : contentSize(size) {
-    const Bytes oidSigned = Hex("06 09 2A 86 48 86 F7 0D 01 07 02"), oidData = Hex("06 09 2A 86 48 86 F7 0D 01 07 01");
-    const Bytes version = Hex("02 01 01"), algorithms = Hex("31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00");
+    const Bytes oidSigned = Hex("06 09 2A 86 48 86 F7 0D 01 07 02"),
+                oidData = Hex("06 09 2A 86 48 86 F7 0D 01 07 01");
+    const Bytes version = Hex("02 01 01"),
+                algorithms = Hex("31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00");
     trailer = Cat({Hex("A0 05 30 03 02 01 07"), Hex("31 05 30 03 02 01 01")});
     const Bytes octets = Header(0x04, size);
     const uint64_t wrapper = octets.size() + size;
@@ -123,8 +129,8 @@ struct SparseSigned {
     const uint64_t explicitLength = bodyHeader.size() + body;
     const Bytes explicitHeader = Header(0xA0, explicitLength);
     const uint64_t outer = oidSigned.size() + explicitHeader.size() + explicitLength;
-    prefix = Cat({Header(0x30, outer), oidSigned, explicitHeader, bodyHeader, version, algorithms, encapHeader,
-                  oidData, wrapperHeader, octets});
+    prefix = Cat({Header(0x30, outer), oidSigned, explicitHeader, bodyHeader, version, algorithms,
+                  encapHeader, oidData, wrapperHeader, octets});
     total = prefix.size() + size + trailer.size();
   }
   void Write(const std::string& path) const {
@@ -172,7 +178,7 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
 
   // Rewritten through a pipe, octet for octet the message read.
-  if (OnPosix()) {
+  if (OnPosix() && GetParam() == kStreamedSize) {
     const std::string fifo = dir_.Path("rewrite.fifo");
     std::ifstream original(path, std::ios::binary);
     std::vector<char> expected(1 << 20);
@@ -203,7 +209,8 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   const std::string content = dir_.Path("content.bin");
   WriteSparse(content, kHeadMark, GetParam(), kTailMark);
   SignData message;
-  message.digestAlgorithms.push_back(cmskit::ASNAlgorithmIdentifier("2.16.840.1.101.3.4.2.1", cmskit::IdentObj()));
+  message.digestAlgorithms.push_back(
+      cmskit::ASNAlgorithmIdentifier("2.16.840.1.101.3.4.2.1", cmskit::IdentObj()));
   message.certificates.push_back(Obj(Hex("30 03 02 01 07")));
   message.signerInfos.push_back(Obj(Hex("30 03 02 01 01")));
   ToSignStruct64 in;
@@ -226,7 +233,169 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   EXPECT_TRUE(streamed.check.Good());
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, LargeMessages, ::testing::Values(4 * kGiB + 1024, 6 * kGiB));
+#ifdef CMSKIT_CLI_PATH
+const char* const kTool = CMSKIT_CLI_PATH;
+#else
+const char* const kTool = nullptr;
+#endif
+
+// The tool on the same messages: type and info read them, detach and rewrite
+// stream them to standard output (compared with the content's range and the
+// message itself as they pass).
+TEST_P(LargeMessages, TheToolStreamsThem) {
+  if (!kTool || !OnPosix() || !Shell("command -v bash cmp tail head"))
+    GTEST_SKIP() << "needs the cmskit tool and a POSIX shell with bash, cmp, tail and head";
+  const SparseSigned shape(GetParam());
+  const std::string path = dir_.Path("large.p7s"), out = dir_.Path("out.txt");
+  shape.Write(path);
+  const std::string tool = std::string(kTool) + " --quiet ";
+  const auto run = [&](const std::string& command) {
+    return std::system(("bash -c '" + command + "' >'" + out + "' 2>&1").c_str()) == 0;
+  };
+  ASSERT_TRUE(run(tool + "type " + path));
+  EXPECT_EQ(ReadBytes(out), Text(path + ": signed-attached\n"));
+  ASSERT_TRUE(run(tool + "info --json " + path));
+  const Bytes json = ReadBytes(out);
+  EXPECT_LT(Find(json, Text("\"size\": " + std::to_string(GetParam()))), json.size());
+  // One size is enough to stream: the offsets are past 4 GiB in both.
+  if (GetParam() != kStreamedSize) return;
+  const std::string content = "<(tail -c +" + std::to_string(shape.prefix.size() + 1) + " " + path +
+                              " | head -c " + std::to_string(GetParam()) + ")";
+  EXPECT_TRUE(run("cmp <(" + tool + "detach " + path + " -) " + content));
+  EXPECT_TRUE(run("cmp <(" + tool + "rewrite " + path + " -) " + path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, LargeMessages, ::testing::Values(kStreamedSize, 6 * kGiB));
+
+// An enveloped message whose AES-128 content crosses 4 GiB, made here with a
+// streaming encryptor (zeros in, so the plaintext is known), decrypts file
+// to file: the plaintext streams through a pipe and is checked as it passes.
+TEST(LargeEnveloped, DecryptsContentPast4GiB) {
+  using namespace cmskit::test;
+  TempDir dir;
+  const uint64_t plain = kStreamedSize, cipher = plain + 16;
+  std::error_code error;
+  const auto space = std::filesystem::space(dir.Path(""), error);
+  if (error || space.available < cipher + kGiB)
+    GTEST_SKIP() << "needs " << (cipher + kGiB) / kGiB << " GiB free for the encrypted content";
+  ProviderHandle prov;
+  ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
+  const Bytes keyBytes = Pattern(16, 7), iv = Pattern(16, 8);
+  KeyHandle key(ImportPlainKey(prov.handle, CALG_AES_128, keyBytes));
+  ASSERT_TRUE(key.handle && CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
+
+  const Bytes algorithm = El(0x30, Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv));
+  const Bytes eciStart = Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 01"), algorithm, Header(0x80, cipher)});
+  const uint64_t eciLength = eciStart.size() + cipher;
+  const Bytes recipients = El(0x31, El(0x30, Hex("02 01 00"), El(0x30, Hex("30 00 02 01 01")),
+                                       Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"), Hex("04 01 00")));
+  const Bytes bodyStart = Cat({Hex("02 01 00"), recipients, Header(0x30, eciLength)});
+  const uint64_t bodyLength = bodyStart.size() + eciLength;
+  const Bytes wrapped = Cat({Header(0x30, bodyLength), bodyStart});
+  const uint64_t wrapperLength = wrapped.size() + eciLength;
+  const Bytes oid = Hex("06 09 2A 86 48 86 F7 0D 01 07 03");
+  const Bytes explicitHeader = Header(0xA0, wrapperLength);
+  const Bytes prefix = Cat({Header(0x30, oid.size() + explicitHeader.size() + wrapperLength), oid,
+                            explicitHeader, wrapped, eciStart});
+  const std::string path = dir.Path("large.p7m");
+  {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(prefix.data()), static_cast<std::streamsize>(prefix.size()));
+    std::vector<BYTE> block(1 << 20);
+    for (uint64_t left = plain; left != 0;) {
+      const DWORD part = static_cast<DWORD>(left < block.size() ? left : block.size());
+      left -= part;
+      std::fill(block.begin(), block.end(), 0);
+      DWORD length = part;
+      ASSERT_TRUE(
+          CryptEncrypt(key.handle, 0, left == 0, 0, block.data(), &length, static_cast<DWORD>(block.size())));
+      out.write(reinterpret_cast<const char*>(block.data()), length);
+    }
+    ASSERT_TRUE(out.good());
+  }
+
+  cmskit::EnvelopedData message;
+  CTOOFile file(path.c_str(), "rb");
+  int status = -1;
+  EXPECT_EQ(message.ReadObject(file, &status), 0u);
+  EXPECT_EQ(static_cast<DWORD>(status), cmskit::kErrorFileTooLarge);
+  file.Seek64(0, SEEK_SET);
+  ASSERT_EQ(message.ReadObject64(file, &status), prefix.size() + cipher);
+  cmskit::EncryptedContentInfo& content = message.encryptedContentInfo;
+  EXPECT_EQ(content.GetContentOffset64(), prefix.size());
+  EXPECT_EQ(content.GetContentLength64(), cipher);
+  EXPECT_EQ(content.GetOpenTextSize(), 0u);
+  EXPECT_EQ(content.GetOpenTextSize64(), cipher);
+
+  KeyHandle decrypting(ImportPlainKey(prov.handle, CALG_AES_128, keyBytes));
+  ASSERT_TRUE(cmskit::DecryptKeyParam(decrypting.handle, content.contentEncryptionAlgorithm));
+  const std::string target = OnPosix() ? dir.Path("plain.fifo") : NullDevice();
+  ToSignStruct narrowOut;
+  narrowOut.flags = ToSignStruct::kInFile;
+  narrowOut.data = const_cast<char*>(NullDevice());
+  EXPECT_FALSE(cmskit::DecryptContent(decrypting.handle, content, narrowOut));
+  EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
+  uint64_t seen = 0, zeros = 0;
+  std::unique_ptr<Pipe> pipe;
+  if (OnPosix()) {
+    pipe = std::make_unique<Pipe>(target, [&](const BYTE* data, size_t size) {
+      seen += size;
+      zeros += static_cast<uint64_t>(std::count(data, data + size, 0));
+    });
+    ASSERT_TRUE(pipe->ok());
+  }
+  ToSignStruct64 out;
+  out.flags = ToSignStruct::kInFile;
+  out.data = const_cast<char*>(target.c_str());
+  EXPECT_TRUE(cmskit::DecryptContent64(decrypting.handle, content, out)) << GetLastError();
+  if (!pipe) return;
+  pipe->Join();
+  EXPECT_EQ(seen, plain);
+  EXPECT_EQ(zeros, plain);
+}
+
+// A file just over 4 GiB to Base64 and back, through two pipes: nothing is
+// stored, every octet is checked.
+TEST(LargeBase64, RoundTripPast4GiB) {
+  TempDir dir;
+  if (!OnPosix()) GTEST_SKIP() << "needs named pipes";
+  const uint64_t size = 4 * kGiB + 1;
+  const std::string source = dir.Path("source.bin"), encoded = dir.Path("encoded.fifo"),
+                    decoded = dir.Path("decoded.fifo");
+  WriteSparse(source, kHeadMark, size, kTailMark);
+  ASSERT_TRUE(Shell("mkfifo '" + encoded + "'"));
+  ContentCheck check(size);
+  Pipe pipe(decoded, [&](const BYTE* data, size_t length) { check.Take(data, length); });
+  ASSERT_TRUE(pipe.ok());
+  std::atomic<bool> encodedOk{false};
+  std::thread encoder([&] { encodedOk = cmskit::Base64FileEncode(source.c_str(), encoded.c_str()); });
+  EXPECT_TRUE(cmskit::Base64FileDecode(encoded.c_str(), decoded.c_str()));
+  encoder.join();
+  pipe.Join();
+  EXPECT_TRUE(encodedOk);
+  EXPECT_TRUE(check.Good()) << check.Seen();
+}
+
+// The size of an encryption past 4 GiB: told exactly by the 64-bit member,
+// "too large" by the 32-bit one (GOST keys, as the size is always counted).
+TEST(LargeSizes, EncryptSizePast4GiB) {
+  using namespace cmskit::test;
+  ProviderHandle prov;
+  KeyHandle key;
+  if (!AcquireVerifyContext(PROV_GOST_2012_256, prov) ||
+      !CryptGenKey(prov.handle, CALG_G28147, CRYPT_EXPORTABLE, &key.handle))
+    GTEST_SKIP() << "no GOST 28147-89 keys here";
+  const cmskit::EncryptedContentInfo content;
+  const uint64_t small = content.GetEncryptSize64(key.handle, 1000, 0);
+  ASSERT_NE(small, 0u);
+  EXPECT_EQ(content.GetEncryptSize(key.handle, 1000, 0), small);
+  // Past 4 GiB the lengths of [0] and of the SEQUENCE take five octets
+  // where two sufficed.
+  EXPECT_EQ(content.GetEncryptSize64(key.handle, 5 * kGiB, 0), small - 1000 + 5 * kGiB + 6);
+  SetLastError(0);
+  EXPECT_EQ(content.GetEncryptSize(key.handle, 0xFFFFFF00u, 2), 0u);
+  EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
+}
 
 }  // namespace
 }  // namespace cmskit_testing
