@@ -177,12 +177,18 @@ DWORD DecryptToFile(HCRYPTKEY key, EncryptedContentInfo& eci, const char* target
   CTOOFile output(target, "wbc");
   if (!output.IsOpen()) return FileFailure(output, kStatusOpenFailed);
   const bool pieces = (eci.flags & EncryptedContentInfo::kContentConstructed) != 0;
-  if (!(eci.flags & EncryptedContentInfo::kContentInFile))
-    return pieces ? MemoryPiecesToFile(key, eci, output) : MemoryStringToFile(key, eci, output);
-  CTOOFile input;
-  if (const DWORD code = OpenSource(eci, input)) return code;
-  return pieces ? FilePiecesToFile(key, eci, input, output)
-                : FileStringToFile(key, eci.GetContentLength64(), input, output);
+  DWORD code = 0;
+  if (!(eci.flags & EncryptedContentInfo::kContentInFile)) {
+    code = pieces ? MemoryPiecesToFile(key, eci, output) : MemoryStringToFile(key, eci, output);
+  } else {
+    CTOOFile input;
+    code = OpenSource(eci, input);
+    if (code == 0)
+      code = pieces ? FilePiecesToFile(key, eci, input, output)
+                    : FileStringToFile(key, eci.GetContentLength64(), input, output);
+  }
+  if (code == 0 && !output.Flush()) code = FileFailure(output, kStatusWriteError);
+  return code;
 }
 
 // Memory output decrypts from memory: file content is loaded first and kept

@@ -107,6 +107,7 @@ uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool w
     else
       WriteBytes(file, source.encryptedContent, kWriteOrigin);
   }
+  if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
   return header.size() + inner;
 }
 

@@ -49,6 +49,7 @@ uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
   if (written == 0) RaiseLastError(kWriteOrigin);
   if (written != contentSize) ASNTRaise(kStatusWriteError, kWriteOrigin);
   WriteBytes(file, parts.attributes, kWriteOrigin);
+  if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
   return total;
 }
 

@@ -82,7 +82,7 @@ bool EncodeFile(const char* sourcePath, const char* destinationPath) {
   // The source is tested again on purpose: an unopenable destination shows
   // only at the first write, so an empty source still converts successfully.
   if (!Usable(source)) return false;
-  return EncodeStream(source, destination);
+  return EncodeStream(source, destination) && (!destination.IsOpen() || destination.Flush());
 }
 
 bool DecodeFile(const char* sourcePath, const char* destinationPath) {
@@ -95,7 +95,7 @@ bool DecodeFile(const char* sourcePath, const char* destinationPath) {
   BlockWriter out(destination, kOutputBlock);
   const bool decoded = DecodeStream(in, out);
   // What was decoded before a failure stays in the destination.
-  const bool flushed = out.Flush();
+  const bool flushed = out.Flush() && (!destination.IsOpen() || destination.Flush());
   return decoded && flushed;
 }
 

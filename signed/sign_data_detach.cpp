@@ -81,7 +81,7 @@ DWORD WriteFile(const char* name, const IdentObj& bytes, ToSignStruct64& out) {
   const uint32_t written = file.Write(bytes.data(), bytes.size());
   out.begin = 0;
   out.end = written;
-  return written == bytes.size() ? 0 : kIncompleteCopy;
+  return written == bytes.size() && file.Flush() ? 0 : kIncompleteCopy;
 }
 
 DWORD NothingToMemory(ToSignStruct64& out) {
@@ -141,6 +141,7 @@ DWORD FileRangeToFile(SignedFileReader& source, const ToSignStruct64& range, uin
   else
     code = sink.Take(source.Reader(), range.begin, length);
   if (code == 0) code = sink.Finish();
+  if (code == 0 && !file.Flush()) code = kIncompleteCopy;
   out.begin = 0;
   out.end = sink.produced;
   return code;

@@ -115,7 +115,10 @@ uint64_t WriteMessage(SignData& message, ToSignStruct64& content, CTOOFile& file
     return 0;
   }
   uint64_t written = 0;
-  const int status = CatchStatus([&] { written = StreamMessage(message, content, file, contentSize, wide); });
+  const int status = CatchStatus([&] {
+    written = StreamMessage(message, content, file, contentSize, wide);
+    if (!file.Flush()) Throw(file.GetStatus());
+  });
   if (status == 0) return written;
   SetLastError(BoundaryCode(status));
   return 0;

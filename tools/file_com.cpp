@@ -256,4 +256,16 @@ int64_t CTOOFile::Tell64() {
   return position;
 }
 
+bool CTOOFile::Flush() {
+  Clear();
+  if (!imp_) {
+    RecordClosed(0);
+    return false;
+  }
+  if (fflush(Stream()) == 0) return true;
+  message = fileName_;
+  SetFileError(kStatusWriteError, static_cast<uint32_t>(errno));
+  return false;
+}
+
 }  // namespace cmskit

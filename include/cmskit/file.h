@@ -43,6 +43,11 @@ class CMSKIT_API CTOOFile : public XTOOFile {
   int Seek64(int64_t offset, int origin);
   int64_t Tell64();
 
+  // Pushes buffered writes out to the system, so that a full disk shows
+  // before the file is closed (closing cannot report it). A failure records
+  // status 6 with the file's name, as a short Write does; false then.
+  bool Flush();
+
  private:
   FILE* Stream() const;
   void RecordClosed(int line);
