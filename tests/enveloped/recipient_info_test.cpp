@@ -1,4 +1,5 @@
 // TransRecipientInfo and OriginatorInfo: both identifier forms, explicit wrappers, statuses and origins.
+#include "common/table.h"
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
@@ -44,15 +45,16 @@ TEST(TransRecipientInfo, KeyIdentifierInsideAnExplicitTag) {
 }
 
 TEST(RecipientAndOriginatorInfo, RefuseMalformedInput) {
-  const Bytes issuerAndSerial = Tlv(0x30, Cat({IssuerName(), Hex("02 01 05")}));
-  const char* kOwn = "TransRecipientInfo::ReadObject";
-  const char* kShared = "OriginatorInfo::ReadObject";
-  ExpectRefused<TransRecipientInfo>(Recipient(1, issuerAndSerial), 136, kOwn);
-  ExpectRefused<TransRecipientInfo>(Recipient(0, Tlv(0x30, Cat({IssuerName(), Hex("04 01 05")}))), 206,
-                                    kShared);
-  ExpectRefused<TransRecipientInfo>(Recipient(2, Tlv(0x30, Tlv(0x04, kSki))), 205, kShared);
-  ExpectRefused<OriginatorInfo>(Tlv(0x30, Cat({CertsElement(), Tlv(0xA2, Tlv(0x31, kCrl))})), 28, nullptr);
-  ExpectRefused<OriginatorInfo>(Tlv(0x30, Tlv(0xA0, Hex("31 09 30 03 02 01 01"))), 206, nullptr);
+  const cmskit_testing::Table table("enveloped/cases.txt");
+  for (const cmskit_testing::Row& row : table.Rows("recipients")) {
+    SCOPED_TRACE(row.where);
+    const Bytes input = table.Octets(row[3]);
+    const char* origin = row[2] == "-" ? nullptr : row[2].c_str();
+    if (row[0] == "recipient")
+      ExpectRefused<TransRecipientInfo>(input, std::stoi(row[1]), origin);
+    else
+      ExpectRefused<OriginatorInfo>(input, std::stoi(row[1]), origin);
+  }
 }
 
 TEST(OriginatorInfo, WritesEachListInItsWrapperAndReadsEitherOrder) {
