@@ -1,6 +1,6 @@
 // The codec over memory: headers, indefinite lengths, the element encoder and
 // decoder, SEQUENCE/SET building and splitting, and the statuses of damaged
-// elements; the cases are in asn/codec_cases.txt.
+// elements; the cases are in asn/cases.txt.
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -15,7 +15,7 @@ namespace {
 using cmskit_testing::Row;
 
 const cmskit_testing::Table& Cases() {
-  static const cmskit_testing::Table table("asn/codec_cases.txt");
+  static const cmskit_testing::Table table("asn/cases.txt");
   return table;
 }
 Bytes Octets(const std::string& field) { return Cases().Octets(field); }

@@ -2,17 +2,11 @@
 // enveloped/cases.txt, the writers, content left in its file.
 #include <sstream>
 
-#include "common/table.h"
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
 namespace {
 
-const cmskit_testing::Table& Cases() {
-  static const cmskit_testing::Table table("enveloped/cases.txt");
-  return table;
-}
-Bytes Octets(const std::string& field) { return Cases().Octets(field); }
 DWORD Code(const std::string& field) { return static_cast<DWORD>(std::stoul(field, nullptr, 0)); }
 Bytes Eci(const std::string& third) { return Octets("30{ $dataOid $des3 " + third + " }"); }
 
