@@ -1,5 +1,9 @@
 // Base64: the codec (RFC 4648 vectors, capacities, wrapping, flags) and file
 // decoding that agrees with a quantum-by-quantum reading.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <tuple>
@@ -7,13 +11,30 @@
 
 #include "cmskit/file.h"
 #include "cmskit/message_files.h"
+#include "cmskit/paths.h"
 #include "cmskit/status.h"
 #include "files/base64.h"
 #include "files/base64_chars.h"
-#include "files_test_util.h"
 
 namespace cmskit {
 namespace {
+
+class TempFiles {
+ public:
+  std::string Path(const std::string& name) const { return std::string(folder_.c_str()) + "/" + name; }
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(Path(name), std::ios::binary)
+        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return Path(name);
+  }
+  static std::string Read(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+
+ private:
+  TOO::TEMPFOLDER folder_{true};
+};
 
 std::string Encode(const std::string& bytes, DWORD flags = 0, DWORD line = 0,
                    const char* separator = nullptr) {
