@@ -3,7 +3,6 @@
 #define CMSKIT_TESTS_COMMON_BYTES_H
 
 #include <cctype>
-#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <initializer_list>
@@ -12,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/win32.h"
+#include "common/der.h"
 
 namespace cmskit_testing {
 
@@ -33,8 +32,8 @@ class Octets {
  public:
   static Bytes Parse(const std::string& text) {
     Octets parser(text);
-    Bytes out = parser.Sequence('\0');
-    if (parser.at_ != text.size()) parser.Fail("unexpected character");
+    const Bytes out = parser.Sequence('\0');
+    if (parser.at_ != text.size()) parser.Fail();
     return out;
   }
 
@@ -48,7 +47,7 @@ class Octets {
       for (size_t copies = Take('*') ? Number() : 1; copies > 0; --copies)
         out.insert(out.end(), item.begin(), item.end());
     }
-    if (close && !Take(close)) Fail("unclosed");
+    if (close && !Take(close)) Fail();
     return out;
   }
   Bytes Item() {
@@ -59,29 +58,20 @@ class Octets {
       return out;
     }
     if (Take('\'')) {
-      const size_t end = text_.find('\'', at_);
-      if (end == std::string::npos) Fail("unclosed text");
-      const Bytes out(text_.begin() + static_cast<std::ptrdiff_t>(at_),
-                      text_.begin() + static_cast<std::ptrdiff_t>(end));
+      const size_t start = at_, end = text_.find('\'', at_);
+      if (end == std::string::npos) Fail();
       at_ = end + 1;
-      return out;
+      return Bytes(text_.begin() + static_cast<long>(start), text_.begin() + static_cast<long>(end));
     }
-    const Bytes octets = HexRun();
+    Bytes octets;
+    for (; at_ + 1 < text_.size() && isxdigit(Char(0)) && isxdigit(Char(1)); at_ += 2)
+      octets.push_back(static_cast<BYTE>(std::stoul(text_.substr(at_, 2), nullptr, 16)));
+    if (octets.empty()) Fail();
     if (Take('[')) return Cat({octets, {0x80}, Sequence(']'), {0, 0}});
     if (!Take('{')) return octets;
-    const Bytes contents = Sequence('}');
-    Bytes length;
-    for (uint64_t rest = contents.size(); rest; rest >>= 8) length.insert(length.begin(), BYTE(rest));
-    if (contents.size() >= 0x80) length.insert(length.begin(), BYTE(0x80 | length.size()));
-    if (contents.empty()) length = {0};
-    return Cat({octets, length, contents});
-  }
-  Bytes HexRun() {
-    Bytes out;
-    for (; at_ + 1 < text_.size() && isxdigit(Char(0)) && isxdigit(Char(1)); at_ += 2)
-      out.push_back(static_cast<BYTE>(std::stoul(text_.substr(at_, 2), nullptr, 16)));
-    if (out.empty() || (at_ < text_.size() && isxdigit(Char(0)))) Fail("not octets");
-    return out;
+    Bytes element = Tlv(octets.back(), Sequence('}'));  // the tag's last octet, then its length
+    element.insert(element.begin(), octets.begin(), octets.end() - 1);
+    return element;
   }
   size_t Number() {
     size_t used = 0;
@@ -90,16 +80,12 @@ class Octets {
     return value;
   }
   int Char(size_t ahead) const { return static_cast<unsigned char>(text_[at_ + ahead]); }
-  bool Take(char c) {
-    if (at_ >= text_.size() || text_[at_] != c) return false;
-    ++at_;
-    return true;
-  }
+  bool Take(char c) { return at_ < text_.size() && text_[at_] == c && ++at_; }
   void Skip() {
     while (at_ < text_.size() && isspace(Char(0))) ++at_;
   }
-  [[noreturn]] void Fail(const char* what) const {
-    throw std::invalid_argument(std::string(what) + " at " + std::to_string(at_) + " in \"" + text_ + "\"");
+  [[noreturn]] void Fail() const {
+    throw std::invalid_argument("no octets at " + std::to_string(at_) + " in \"" + text_ + "\"");
   }
 
   const std::string& text_;
@@ -108,7 +94,7 @@ class Octets {
 
 inline Bytes Hex(const std::string& text) { return Octets::Parse(text); }
 
-// "01 02 03" (the spaced form Hex reads back).
+// "01 02 03", the spaced form Hex reads back.
 inline std::string ToHex(const BYTE* data, size_t size) {
   std::string out;
   char octet[4];

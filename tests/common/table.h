@@ -6,12 +6,8 @@
 #ifndef CMSKIT_TESTS_COMMON_TABLE_H
 #define CMSKIT_TESTS_COMMON_TABLE_H
 
-#include <cctype>
-#include <fstream>
 #include <map>
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include <sstream>
 
 #include "common/bytes.h"
 
@@ -29,39 +25,27 @@ class Table {
     std::ifstream in(TestData(name));
     if (!in) throw std::runtime_error("cannot read " + TestData(name));
     std::string line, text, section;
-    for (int number = 1, first = 1; std::getline(in, line); ++number) {
-      if (text.empty()) first = number;
-      for (size_t hash = line.find('#'); hash != std::string::npos; hash = line.find('#', hash + 1)) {
+    for (int number = 1, first = 1; std::getline(in, line); ++number, first = text.empty() ? number : first) {
+      for (size_t hash = line.find('#'); hash != std::string::npos; hash = line.find('#', hash + 1))
         if (hash == 0 || isspace(static_cast<unsigned char>(line[hash - 1]))) line.erase(hash);
-      }
       text += Trim(line);
       if (!text.empty() && text.back() == '\\') {
         text.back() = ' ';
-        continue;
-      }
-      if (text.empty()) continue;
-      if (text[0] == '[') {
+      } else if (text[0] == '[') {
         section = text.substr(1, text.find(']') - 1);
       } else if (text[0] == '$') {
-        const size_t equals = text.find('=');
-        names_[Trim(text.substr(1, equals - 1))] = Trim(text.substr(equals + 1));
-      } else {
+        names_[Trim(text.substr(1, text.find('=') - 1))] = Trim(text.substr(text.find('=') + 1));
+      } else if (!text.empty()) {
         Row row{name + ":" + std::to_string(first), {}};
-        for (size_t at = 0, bar = 0; bar != std::string::npos; at = bar + 1) {
-          bar = text.find('|', at);
-          row.fields.push_back(Trim(text.substr(at, bar == std::string::npos ? bar : bar - at)));
-        }
+        std::istringstream fields(text + "|");
+        for (std::string field; std::getline(fields, field, '|');) row.fields.push_back(Trim(field));
         sections_[section].push_back(row);
       }
-      text.clear();
+      if (text.empty() || text.back() != ' ') text.clear();
     }
   }
 
-  const std::vector<Row>& Rows(const std::string& section = "") const {
-    const auto found = sections_.find(section);
-    if (found == sections_.end()) throw std::runtime_error("no section [" + section + "]");
-    return found->second;
-  }
+  const std::vector<Row>& Rows(const std::string& section = "") const { return sections_.at(section); }
   Bytes Octets(const std::string& field) const { return Hex(Expand(field)); }
 
  private:
@@ -72,17 +56,11 @@ class Table {
   // Each name becomes its octets in parentheses, so that $name*3 repeats the whole.
   std::string Expand(const std::string& text) const {
     std::string out;
-    for (size_t at = 0; at < text.size();) {
-      if (text[at] != '$') {
-        out += text[at++];
-        continue;
-      }
-      size_t end = at + 1;
-      while (end < text.size() && (isalnum(static_cast<unsigned char>(text[end])) || text[end] == '_')) ++end;
-      const auto found = names_.find(text.substr(at + 1, end - at - 1));
-      if (found == names_.end()) throw std::invalid_argument("unknown name in " + text);
-      out += "(" + Expand(found->second) + ")";
-      at = end;
+    for (size_t at = 0, end = 0; at < text.size(); at = end) {
+      for (end = at + 1; text[at] == '$' && end < text.size() && (isalnum(text[end]) || text[end] == '_');)
+        ++end;
+      out += text[at] != '$' ? text.substr(at, 1)
+                             : "(" + Expand(names_.at(text.substr(at + 1, end - at - 1))) + ")";
     }
     return out;
   }
