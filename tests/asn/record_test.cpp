@@ -29,6 +29,9 @@ TEST(CASNTBaseRecord, ReadFromMemory) {
   EXPECT_EQ(status, 0);
   EXPECT_EQ(ToHex(record.GetValue(&status)), "01 02 03");
   EXPECT_EQ(record.GetInfo().contents, record.GetEncodedRef(nullptr).data() + 2);
+  const Bytes indefinite = Hex("30 80 02 01 05 00 00 FF");  // the children, without the closing zeros
+  EXPECT_EQ(record.ReadFromMemory(indefinite.data(), Size(indefinite), &status), 7u);
+  EXPECT_EQ(ToHex(record.GetValue(&status)), "02 01 05");
 }
 
 TEST(CASNTBaseRecord, BuiltFromValueMatchesEncoder) {

@@ -59,6 +59,9 @@ TEST(InspectSignedData, RefusesTruncatedInput) {
     EXPECT_FALSE(InspectSignedData(cut.data(), cut.size(), hasContent)) << length;
   }
   EXPECT_TRUE(InspectSignedData(message.data(), message.size(), hasContent) && hasContent);
+  // A primitive of indefinite length ends one octet past its first zero.
+  EXPECT_EQ(IndefiniteExtent(Hex("41 00 00 42").data(), 4, false), 3u);
+  EXPECT_EQ(IndefiniteExtent(Hex("41 42 43").data(), 3, false), 3u);
 }
 
 }  // namespace
