@@ -29,7 +29,7 @@ std::vector<std::string> HexFields(const Row& row, size_t first) {
 TEST(ASNTReadHeader, Cases) {
   for (const Row& row : Cases().Rows("header")) {
     const Bytes bytes = Octets(row[0]);
-    ASNTElementInfo info{0xFF, 0xFF, 0xFFFF, 0xFFFF, nullptr};
+    ASNTElementInfo info{0xFF, 0xFF, 0xFFFF, 0xFFFF, reinterpret_cast<const BYTE*>("x")};  // reset on failure
     const int status = ASNTReadHeader(info, bytes.data(), Size(bytes));
     char buffer[64];
     snprintf(buffer, sizeof buffer, "%02X %02X %u %u %u", info.tagClass, info.constructed, info.tagNumber,

@@ -84,9 +84,8 @@ TEST_F(EnvelopedDataTest, EncryptedContentInfoLeavesContentInItsFile) {
 }
 
 TEST(EncryptedContentInfo, WritesMemoryContentAndRefusesABadType) {
-  const std::tuple<DWORD, Bytes, Bytes> kCases[] = {{0, Octets("$content"), Octets("$eci")},
-                                                    {2, Hex("04 01 AA"), Eci("A0{ 04 01 AA }")},
-                                                    {0, {}, Eci("")}};
+  const std::tuple<DWORD, Bytes, Bytes> kCases[] = {
+      {0, Octets("$content"), Octets("$eci")}, {2, Hex("04 01 AA"), Eci("A0{ 04 01 AA }")}, {0, {}, Eci("")}};
   for (const auto& [flags, content, expected] : kCases) {
     EncryptedContentInfo eci;
     eci.contentEncryptionAlgorithm.ReadData(Octets("$des3").data(), Size(Octets("$des3")), nullptr);
@@ -129,11 +128,12 @@ TEST_F(EnvelopedDataTest, ReadersAndWriters) {
     CTOOFile file = Stage(input);
     error = 0;
     const DWORD read = fromFile.ReadObject(file, &error);
-    if (row[1][0] == '!')
+    if (row[1][0] == '!') {
       EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(std::stoi(row[1].substr(1))));
-    else
+    } else {
       EXPECT_EQ(read, consumed);
-    EXPECT_EQ(fromFile.unprotectedAttrs.size(), memory.unprotectedAttrs.size());
+      EXPECT_EQ(fromFile.unprotectedAttrs.size(), memory.unprotectedAttrs.size());
+    }
   }
   const Bytes standard = Octets("$standard"), cut(standard.begin(), standard.end() - 3);
   EnvelopedData data;
