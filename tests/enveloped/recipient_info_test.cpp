@@ -16,17 +16,6 @@ void ExpectRefused(const Bytes& input, int status, const char* origin) {
   ExpectThrowsStatus([&] { object.ReadObject(input.data(), Size(input)); }, status, origin);
 }
 
-TEST(RecipientAndOriginatorInfo, RefuseMalformedInput) {
-  for (const cmskit_testing::Row& row : Cases().Rows("recipients")) {
-    SCOPED_TRACE(row.where);
-    const char* origin = row[2] == "-" ? nullptr : row[2].c_str();
-    if (row[0] == "recipient")
-      ExpectRefused<TransRecipientInfo>(Octets(row[3]), std::stoi(row[1]), origin);
-    else
-      ExpectRefused<OriginatorInfo>(Octets(row[3]), std::stoi(row[1]), origin);
-  }
-}
-
 TEST(TransRecipientInfo, KeyIdentifierInsideAnExplicitTag) {
   TransRecipientInfo recipient;
   recipient.issuer = Obj(Octets("$issuer"));
@@ -46,6 +35,17 @@ TEST(TransRecipientInfo, KeyIdentifierInsideAnExplicitTag) {
   EXPECT_EQ(ToHex(read.subjectKeyIdentifier), ToHex(Octets("$ski")));
 }
 
+TEST(RecipientAndOriginatorInfo, RefuseMalformedInput) {
+  for (const cmskit_testing::Row& row : Cases().Rows("recipients")) {
+    SCOPED_TRACE(row.where);
+    const char* origin = row[2] == "-" ? nullptr : row[2].c_str();
+    if (row[0] == "recipient")
+      ExpectRefused<TransRecipientInfo>(Octets(row[3]), std::stoi(row[1]), origin);
+    else
+      ExpectRefused<OriginatorInfo>(Octets(row[3]), std::stoi(row[1]), origin);
+  }
+}
+
 TEST(OriginatorInfo, WritesEachListInItsWrapperAndReadsEitherOrder) {
   OriginatorInfo info;
   info.certs = {Obj(Octets("$cert1")), Obj(Octets("$cert2"))};
@@ -59,7 +59,8 @@ TEST(OriginatorInfo, WritesEachListInItsWrapperAndReadsEitherOrder) {
   OriginatorInfo read;
   read.certs = {Obj(Octets("$crl"))};  // reading appends
   EXPECT_EQ(read.ReadObject(input.data(), Size(input), nullptr), input.size());
-  EXPECT_EQ(HexList(read.certs), (std::vector<std::string>{"30 03 02 01 03", "30 03 02 01 01", "30 03 02 01 02"}));
+  EXPECT_EQ(HexList(read.certs),
+            (std::vector<std::string>{"30 03 02 01 03", "30 03 02 01 01", "30 03 02 01 02"}));
   EXPECT_EQ(HexList(read.crls), (std::vector<std::string>{"30 03 02 01 03"}));
 }
 
