@@ -33,7 +33,8 @@ TEST(SignedVectors, ThroughEveryPath) {
     EXPECT_EQ(infos[0].signedAttrs.size(), signedAttrs);
     EXPECT_EQ(infos[0].unsignedAttrs.size(), unsignedAttrs);
     int error = -1;
-    EXPECT_EQ(Ticks(infos[0].GetSigningData(&error)), year ? Ticks(year, month, day, hour, minute, second) : 0);
+    EXPECT_EQ(Ticks(infos[0].GetSigningData(&error)),
+              year ? Ticks(year, month, day, hour, minute, second) : 0);
     EXPECT_EQ(static_cast<DWORD>(error), year ? 0 : kNotFound);
   }
 }
