@@ -6,12 +6,6 @@ namespace {
 
 constexpr DWORD kJunk = 7;  // bytes in front of the message in its file
 
-// What stays of a whole plaintext when no final call removes the CBC padding.
-Bytes Padded(const Bytes& plain) {
-  const size_t pad = 16 - plain.size() % 16;
-  return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
-}
-
 class DecryptContentTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -26,8 +20,8 @@ class DecryptContentTest : public ::testing::Test {
   // With `indefinite` the outer SEQUENCE and the constructed [0] have indefinite lengths.
   Bytes Message(const Bytes& octets, bool constructed, bool indefinite = false) const {
     const Bytes alg = Tlv(0x30, Cat({Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv_)}));
-    if (!indefinite) return Tlv(0x30, Cat({DataOid(), alg, Tlv(constructed ? 0xA0 : 0x80, octets)}));
-    return Cat({Hex("30 80"), DataOid(), alg, Hex("A0 80"), octets, Hex("00 00 00 00")});
+    if (!indefinite) return Tlv(0x30, Cat({Octets("$dataOid"), alg, Tlv(constructed ? 0xA0 : 0x80, octets)}));
+    return Cat({Hex("30 80"), Octets("$dataOid"), alg, Hex("A0 80"), octets, Hex("00 00 00 00")});
   }
   static EncryptedContentInfo InMemory(const Bytes& message) {
     EncryptedContentInfo eci;
@@ -84,7 +78,7 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     const Bytes message = Message(pieces, true, indefinite);
     EncryptedContentInfo file = InFile(message);
     bool ok = false;
-    EXPECT_EQ(Padded(plain), ToFile(file, &ok));
+    EXPECT_EQ(WithPadding(plain, 16), ToFile(file, &ok));
     EXPECT_TRUE(ok);
     // From memory contentLength is 0: the walk runs into the end of the octets and throws after the last
     // piece.
@@ -93,9 +87,9 @@ TEST_F(DecryptContentTest, PiecesTowardsAFileAreOneNonFinalStream) {
     const std::string path = dir_.Path("walk");
     ToSignStruct out = FileOut(path);
     ExpectThrowsStatus([&] { DecryptContent(Ready(), memory, out); }, kStatusCorrupt);
-    EXPECT_EQ(Padded(plain), ReadBytes(path));
+    EXPECT_EQ(WithPadding(plain, 16), ReadBytes(path));
     memory.contentLength = memory.encryptedContent.size();  // a clean end
-    EXPECT_EQ(Padded(plain), ToFile(memory, &ok));
+    EXPECT_EQ(WithPadding(plain, 16), ToFile(memory, &ok));
     EXPECT_TRUE(ok);
   }
 }

@@ -26,7 +26,7 @@ BOOL WINAPI RecordingImport(HCRYPTPROV prov, DWORD keySpec, PCRYPT_ALGORITHM_IDE
 }
 
 TransRecipientInfo Recipient(const Bytes& rid, const std::string& key) {
-  const Bytes der = Tlv(0x30, Cat({Hex(rid[0] == 0x30 ? "02 01 00" : "02 01 02"), rid, RsaAlgorithm(),
+  const Bytes der = Tlv(0x30, Cat({Hex(rid[0] == 0x30 ? "02 01 00" : "02 01 02"), rid, Octets("$rsa"),
                                    Tlv(0x04, Bytes(key.begin(), key.end()))}));
   TransRecipientInfo recipient;
   EXPECT_EQ(der.size(), recipient.ReadObject(der.data(), Size(der)));
@@ -49,7 +49,7 @@ class GetEncryptionKeyTest : public ::testing::Test {
     const Bytes issuer = BlobBytes(cert_->pCertInfo->Issuer);
     mine_ = Tlv(0x30, Cat({issuer, Tlv(0x02, serial)}));
     otherSerial_ = Tlv(0x30, Cat({issuer, Hex("02 03 01 02 03")}));
-    otherIssuer_ = Tlv(0x30, Cat({IssuerName(), Tlv(0x02, serial)}));
+    otherIssuer_ = Tlv(0x30, Cat({Octets("$issuer"), Tlv(0x02, serial)}));
     lastCall.clear();
   }
   void TearDown() override {

@@ -1,24 +1,14 @@
-// EncryptedContentInfo and EnvelopedData.
+// EncryptedContentInfo and EnvelopedData: the readers over the layouts of
+// enveloped/cases.txt, the writers, content left in its file.
+#include <sstream>
+
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
 namespace {
 
-const Bytes kContent = Hex("DE AD BE EF");
-const Bytes kPieces = Hex("04 02 AA BB 04 01 CC 00 00");  // closed by end-of-contents
-
-Bytes Eci(const Bytes& third) { return Tlv(0x30, Cat({DataOid(), Des3Cbc(), third})); }
-Bytes RecipientEl(BYTE serial) {
-  const Bytes rid = Tlv(0x30, Cat({IssuerName(), Tlv(0x02, {serial})}));
-  return Tlv(0x30, Cat({Hex("02 01 00"), rid, RsaAlgorithm(), Hex("04 04 0B 71 0D E6")}));
-}
-Bytes Attrs() { return Tlv(0xA1, Tlv(0x31, Hex("30 07 06 02 2A 03 31 01 05"))); }
-Bytes Message(BYTE version, const Bytes& fields) {
-  return Tlv(0x30, Cat({EnvelopedOid(), Tlv(0xA0, Tlv(0x30, Cat({Tlv(0x02, {version}), fields})))}));
-}
-Bytes Standard() {
-  return Message(0, Cat({Tlv(0x31, Cat({RecipientEl(5), RecipientEl(6)})), Eci(Tlv(0x80, kContent))}));
-}
+DWORD Code(const std::string& field) { return static_cast<DWORD>(std::stoul(field, nullptr, 0)); }
+Bytes Eci(const std::string& third) { return Octets("30{ $dataOid $des3 " + third + " }"); }
 
 class EnvelopedDataTest : public ::testing::Test {
  protected:
@@ -42,39 +32,27 @@ class EnvelopedDataTest : public ::testing::Test {
 };
 
 TEST_F(EnvelopedDataTest, EncryptedContentInfoReaders) {
-  const Bytes full = Eci(Tlv(0x80, kContent)), noOid = Tlv(0x30, Cat({Hex("02 01 00"), Des3Cbc()}));
-  const Bytes streamed = Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80"), kPieces, Hex("00 00")});
-  // Input, bytes consumed (0: refused with the code), flags, content.
-  const std::tuple<Bytes, DWORD, DWORD, Bytes> kCases[] = {
-      {full, Size(full), 0, kContent},
-      {Eci({}), 35, 0, {}},
-      {Eci(Tlv(0x81, kContent)), 41, 0, {}},  // a third element not [0] is ignored
-      {streamed, 48, 2, kPieces},             // the constructed [0] keeps its end-of-contents
-      {Tlv(0x30, DataOid()), 0, kAsn1Corrupt, {}},
-      {Hex("04 02 05 00"), 0, kAsn1BadTag, {}}};
-  for (const auto& [input, consumed, flagsOrError, content] : kCases) {
-    EncryptedContentInfo eci;
-    SetLastError(0);
-    EXPECT_EQ(eci.ReadObject(input.data(), Size(input)), consumed) << ToHex(input);
-    EXPECT_EQ(consumed ? eci.flags : GetLastError(), flagsOrError) << ToHex(input);
-    EXPECT_EQ(ToHex(eci.encryptedContent), ToHex(content));
-  }
-  // The file reader swaps the codes of a wrong outer tag and a type that is no OID.
-  const std::pair<Bytes, DWORD> kFileCases[] = {
-      {Tlv(0x31, Cat({DataOid(), Des3Cbc()})), kAsn1BadTag},
-      {noOid, kAsn1Corrupt},
-      {Cat({Hex("30 80"), DataOid(), Des3Cbc(), Hex("A0 80 04 01 00")}), kAsn1Corrupt}};
-  for (const auto& [input, error] : kFileCases) {
-    CTOOFile file = Stage(input);
-    EncryptedContentInfo eci;
-    EXPECT_EQ(eci.ReadObject(file), 0u);
-    EXPECT_EQ(GetLastError(), error);
+  for (const cmskit_testing::Row& row : Cases().Rows("eci")) {
+    const Bytes input = Octets(row[3]);
+    for (int inFile = 0; inFile < 2; ++inFile) {
+      if (row[inFile] == "-") continue;
+      SCOPED_TRACE(row.where + (inFile ? " file" : " memory"));
+      CTOOFile file = Stage(input);
+      EncryptedContentInfo eci;
+      SetLastError(0);
+      const DWORD consumed = inFile ? eci.ReadObject(file) : eci.ReadObject(input.data(), Size(input));
+      std::istringstream expected(row[inFile]);
+      std::string first, flags;
+      expected >> first >> flags;
+      EXPECT_EQ(consumed, flags.empty() ? 0 : Code(first));
+      EXPECT_EQ(consumed ? eci.flags : GetLastError(), Code(flags.empty() ? first : flags));
+      EXPECT_EQ(ToHex(eci.encryptedContent), ToHex(Octets(row[2])));
+    }
   }
 }
 
 TEST_F(EnvelopedDataTest, EncryptedContentInfoLeavesContentInItsFile) {
-  const Bytes content = Pattern(2 * 4096 + 123, 1);  // two copy blocks and a partial one
-  const Bytes eci = Eci(Tlv(0x80, content));
+  const Bytes eci = Eci("80{ ~8315 }");  // two copy blocks and a partial one
   CTOOFile file = Stage(eci, Hex("05 00 05 00"));
   EncryptedContentInfo source;
   ASSERT_EQ(source.ReadObject(file), eci.size());
@@ -85,7 +63,7 @@ TEST_F(EnvelopedDataTest, EncryptedContentInfoLeavesContentInItsFile) {
   EXPECT_EQ(source.GetObjectSize(), eci.size());  // the writers are checked on the published vectors
   // A short or missing source: the size needs no file, the writers fail.
   source.contentLength = 10000;
-  EXPECT_EQ(source.GetObjectSize(), Eci(Tlv(0x80, Bytes(10000))).size());
+  EXPECT_EQ(source.GetObjectSize(), Eci("80{ 00*10000 }").size());
   EXPECT_TRUE(source.WriteObject().IsEmpty());
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
   CTOOFile out(dir_.Path("out.der").c_str(), "wb");
@@ -106,19 +84,18 @@ TEST_F(EnvelopedDataTest, EncryptedContentInfoLeavesContentInItsFile) {
 }
 
 TEST(EncryptedContentInfo, WritesMemoryContentAndRefusesABadType) {
-  const std::tuple<DWORD, Bytes, Bytes> kCases[] = {{0, kContent, Eci(Tlv(0x80, kContent))},
-                                                    {2, Hex("04 01 AA"), Eci(Tlv(0xA0, Hex("04 01 AA")))},
-                                                    {0, {}, Eci({})}};
+  const std::tuple<DWORD, Bytes, Bytes> kCases[] = {
+      {0, Octets("$content"), Octets("$eci")}, {2, Hex("04 01 AA"), Eci("A0{ 04 01 AA }")}, {0, {}, Eci("")}};
   for (const auto& [flags, content, expected] : kCases) {
     EncryptedContentInfo eci;
-    eci.contentEncryptionAlgorithm.ReadData(Des3Cbc().data(), Size(Des3Cbc()), nullptr);
+    eci.contentEncryptionAlgorithm.ReadData(Octets("$des3").data(), Size(Octets("$des3")), nullptr);
     eci.flags = flags;
     eci.encryptedContent = Obj(content);
     EXPECT_EQ(ToHex(eci.WriteObject()), ToHex(expected));
     EXPECT_EQ(eci.GetObjectSize(), expected.size());
   }
   // Text that is no object identifier has no encoding: the writers fail rather than leave it out.
-  const Bytes input = Tlv(0x30, Cat({Hex("06 00"), Des3Cbc(), Tlv(0x80, kContent)}));
+  const Bytes input = Octets("30{ 06 00 $des3 80{ $content } }");
   EncryptedContentInfo eci;
   ASSERT_EQ(eci.ReadObject(input.data(), Size(input)), input.size());
   EXPECT_TRUE(eci.WriteObject().IsEmpty());
@@ -132,60 +109,46 @@ TEST(EncryptedContentInfo, WritesMemoryContentAndRefusesABadType) {
   EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(28));
 }
 
-TEST_F(EnvelopedDataTest, LayoutsRoundTripAndAttributesNeedAVersion) {
-  const Bytes originator = Tlv(0xA0, Tlv(0x30, Tlv(0xA0, Tlv(0x31, Hex("30 03 02 01 01")))));
-  const Bytes fields = Cat({Tlv(0x31, RecipientEl(5)), Eci(Tlv(0x80, kContent)), Attrs()});
-  const Bytes everything = Message(2, Cat({originator, fields}));
-  for (const Bytes& message : {Standard(), everything}) {
-    EnvelopedData data, fromFile;
-    ASSERT_EQ(data.ReadObject(message.data(), Size(message)), message.size());
-    EXPECT_EQ(data.originatorInfo.certs.size() + data.unprotectedAttrs.size(),
-              message == everything ? 2u : 0u);
-    EXPECT_EQ(ToBytes(data.WriteObject()), message);
-    EXPECT_EQ(WriteToFile(data), message);
-    CTOOFile file = Stage(message);
-    ASSERT_EQ(fromFile.ReadObject(file), message.size());
-    EXPECT_EQ(fromFile.unprotectedAttrs.size(), data.unprotectedAttrs.size());
-  }
-  // Version 0: the attributes are not read; a [2] there counts only its header.
-  const Bytes v0 = Message(0, fields),
-              other = Message(1, Cat({Tlv(0x31, RecipientEl(5)), Eci({}), Hex("A2 02 05 00")}));
-  EnvelopedData data;
-  EXPECT_EQ(data.ReadObject(v0.data(), Size(v0)), v0.size() - Attrs().size());
-  CTOOFile file = Stage(v0);
-  EXPECT_EQ(data.ReadObject(file), v0.size() - Attrs().size());
-  EXPECT_TRUE(data.unprotectedAttrs.empty());
-  EXPECT_EQ(data.ReadObject(other.data(), Size(other)), other.size() - 2);
-}
-
-TEST_F(EnvelopedDataTest, StructuralFaults) {
-  const Bytes standard = Standard(), eci = Eci(Tlv(0x80, kContent));
-  const std::pair<Bytes, int> kCases[] = {
-      {Message(0, Cat({Hex("31 00"), eci})), 206},
-      {Tlv(0x31, EnvelopedOid()), 206},
-      {Message(0, Cat({Hex("A1 02 30 00"), Tlv(0x31, RecipientEl(5))})), 206},
-      {Message(2, Cat({Tlv(0x31, Tlv(0xA1, Hex("02 01 03 30 00"))), eci})), 136},
-      {Bytes(standard.begin(), standard.end() - 3), 206}};
-  for (const auto& [input, status] : kCases) {
-    EnvelopedData data;
+TEST_F(EnvelopedDataTest, ReadersAndWriters) {
+  for (const cmskit_testing::Row& row : Cases().Rows("enveloped")) {
+    SCOPED_TRACE(row.where);
+    const Bytes input = Octets(row[2]);
+    EnvelopedData memory, fromFile;
     int error = 0;
-    data.ReadObject(input.data(), Size(input), &error);
-    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status)) << ToHex(input);
-    ExpectThrowsStatus([&] { data.ReadObject(input.data(), Size(input)); }, status);
+    const DWORD consumed = memory.ReadObject(input.data(), Size(input), &error);
+    if (row[0][0] == '!') {
+      EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(std::stoi(row[0].substr(1))));
+      ExpectThrowsStatus([&] { memory.ReadObject(input.data(), Size(input)); }, std::stoi(row[0].substr(1)));
+    } else {
+      EXPECT_EQ(consumed, row[0] == "whole" ? input.size() : std::stoul(row[0]));
+      EXPECT_TRUE(row[0] != "whole" || ToBytes(memory.WriteObject()) == input);
+      EXPECT_TRUE(row[0] != "whole" || WriteToFile(memory) == input);
+    }
+    if (row[1] == "-") continue;
     CTOOFile file = Stage(input);
     error = 0;
-    data.ReadObject(file, &error);
-    EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status)) << ToHex(input);
+    const DWORD read = fromFile.ReadObject(file, &error);
+    if (row[1][0] == '!') {
+      EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(std::stoi(row[1].substr(1))));
+    } else {
+      EXPECT_EQ(read, consumed);
+      EXPECT_EQ(fromFile.unprotectedAttrs.size(), memory.unprotectedAttrs.size());
+    }
   }
-  const Bytes& empty = kCases[0].first;
+  const Bytes standard = Octets("$standard"), cut(standard.begin(), standard.end() - 3);
   EnvelopedData data;
+  ExpectThrowsStatus([&] { data.ReadObject(cut.data(), Size(cut)); }, 206);
+  CTOOFile file = Stage(cut);
+  int error = 0;
+  data.ReadObject(file, &error);
+  EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(206));
+  const Bytes empty = Octets("$noRecipients");
   ExpectThrowsStatus([&] { data.ReadObject(empty.data(), Size(empty)); }, 206, "EnvelopedData::ReadObject");
-  int error = 0;  // consumed up to the faulty SET: headers, type and version
-  EXPECT_EQ(data.ReadObject(empty.data(), Size(empty), &error), 22u);
+  EXPECT_EQ(data.ReadObject(empty.data(), Size(empty), &error), 22u);  // up to the faulty SET
 }
 
 TEST_F(EnvelopedDataTest, OwnContentFileAndCopies) {
-  const Bytes message = Standard();
+  const Bytes message = Octets("$standard");
   EnvelopedData source;
   {
     CTOOFile file = Stage(message);

@@ -1,75 +1,67 @@
-// TransRecipientInfo and OriginatorInfo: both identifier forms, explicit wrappers, statuses and origins.
+// TransRecipientInfo and OriginatorInfo: both identifier forms, explicit
+// wrappers, statuses and origins (the refusals in enveloped/cases.txt).
 #include "enveloped_test_util.h"
 
 namespace cmskit::test {
 namespace {
-
-const Bytes kEncryptedKey = Hex("04 04 0B 71 0D E6"), kSki = Hex("01 02 03 04 05");
-const Bytes kCert1 = Hex("30 03 02 01 01"), kCert2 = Hex("30 03 02 01 02"), kCrl = Hex("30 03 02 01 03");
-
-Bytes Recipient(BYTE version, const Bytes& rid) {
-  return Tlv(0x30, Cat({Tlv(0x02, {version}), rid, RsaAlgorithm(), kEncryptedKey}));
-}
-Bytes CertsElement() { return Tlv(0xA0, Tlv(0x31, Cat({kCert1, kCert2}))); }
-Bytes CrlsElement() { return Tlv(0xA1, Tlv(0x31, kCrl)); }
 
 template <class Object>
 void ExpectRefused(const Bytes& input, int status, const char* origin) {
   Object object;
   int error = 0;
   SetLastError(7);
-  EXPECT_EQ(object.ReadObject(input.data(), Size(input), &error), 0u) << ToHex(input);
-  EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status)) << ToHex(input);
+  EXPECT_EQ(object.ReadObject(input.data(), Size(input), &error), 0u);
+  EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(status));
   EXPECT_EQ(GetLastError(), 7u);
   ExpectThrowsStatus([&] { object.ReadObject(input.data(), Size(input)); }, status, origin);
 }
 
 TEST(TransRecipientInfo, KeyIdentifierInsideAnExplicitTag) {
   TransRecipientInfo recipient;
-  recipient.issuer = Obj(IssuerName());
-  recipient.keyEncryptionAlgorithm = Obj(RsaAlgorithm());
-  recipient.encryptedKey = Obj(kEncryptedKey);
+  recipient.issuer = Obj(Octets("$issuer"));
+  recipient.keyEncryptionAlgorithm = Obj(Octets("$rsa"));
+  recipient.encryptedKey = Obj(Octets("$key"));
   int error = 0;  // neither identifier is complete
   EXPECT_TRUE(recipient.WriteObject(&error).IsEmpty());
   EXPECT_EQ(static_cast<DWORD>(error), StatusToWin32(42));
   EXPECT_EQ(recipient.GetObjectSize(), 0u);
   ExpectThrowsStatus([&] { recipient.WriteObject(); }, 42, "TransRecipientInfo::WriteObject");
-  recipient.subjectKeyIdentifier = Obj(kSki);
+  recipient.subjectKeyIdentifier = Obj(Octets("$ski"));
   const IdentObj encoded = recipient.WriteObject(&error);
-  EXPECT_EQ(ToHex(encoded), ToHex(Recipient(2, Tlv(0xA0, Tlv(0x04, kSki)))));
+  EXPECT_EQ(ToHex(encoded), ToHex(Octets("30{ 02 01 02 A0{ 04{ $ski } } $rsa $key }")));
   TransRecipientInfo read;
   EXPECT_EQ(read.ReadObject(encoded.data(), encoded.size(), &error), encoded.size());
   EXPECT_EQ(read.version, 2u);
-  EXPECT_EQ(ToHex(read.subjectKeyIdentifier), ToHex(kSki));
+  EXPECT_EQ(ToHex(read.subjectKeyIdentifier), ToHex(Octets("$ski")));
 }
 
 TEST(RecipientAndOriginatorInfo, RefuseMalformedInput) {
-  const Bytes issuerAndSerial = Tlv(0x30, Cat({IssuerName(), Hex("02 01 05")}));
-  const char* kOwn = "TransRecipientInfo::ReadObject";
-  const char* kShared = "OriginatorInfo::ReadObject";
-  ExpectRefused<TransRecipientInfo>(Recipient(1, issuerAndSerial), 136, kOwn);
-  ExpectRefused<TransRecipientInfo>(Recipient(0, Tlv(0x30, Cat({IssuerName(), Hex("04 01 05")}))), 206,
-                                    kShared);
-  ExpectRefused<TransRecipientInfo>(Recipient(2, Tlv(0x30, Tlv(0x04, kSki))), 205, kShared);
-  ExpectRefused<OriginatorInfo>(Tlv(0x30, Cat({CertsElement(), Tlv(0xA2, Tlv(0x31, kCrl))})), 28, nullptr);
-  ExpectRefused<OriginatorInfo>(Tlv(0x30, Tlv(0xA0, Hex("31 09 30 03 02 01 01"))), 206, nullptr);
+  for (const cmskit_testing::Row& row : Cases().Rows("recipients")) {
+    SCOPED_TRACE(row.where);
+    const char* origin = row[2] == "-" ? nullptr : row[2].c_str();
+    if (row[0] == "recipient")
+      ExpectRefused<TransRecipientInfo>(Octets(row[3]), std::stoi(row[1]), origin);
+    else
+      ExpectRefused<OriginatorInfo>(Octets(row[3]), std::stoi(row[1]), origin);
+  }
 }
 
 TEST(OriginatorInfo, WritesEachListInItsWrapperAndReadsEitherOrder) {
   OriginatorInfo info;
-  info.certs = {Obj(kCert1), Obj(kCert2)};
-  info.crls = {Obj(kCrl)};
-  const Bytes both = Tlv(0x30, Cat({CertsElement(), CrlsElement()}));
+  info.certs = {Obj(Octets("$cert1")), Obj(Octets("$cert2"))};
+  info.crls = {Obj(Octets("$crl"))};
+  const Bytes both = Octets("30{ A0{ 31{ $cert1 $cert2 } } A1{ 31{ $crl } } }");
   EXPECT_EQ(ToHex(info.WriteObject()), ToHex(both));
   EXPECT_EQ(info.GetObjectSize(), both.size());
   info.certs.clear();
-  EXPECT_EQ(ToHex(info.WriteObject()), ToHex(Tlv(0x30, CrlsElement())));
-  const Bytes input = Tlv(0x30, Cat({CrlsElement(), CertsElement()}));
+  EXPECT_EQ(ToHex(info.WriteObject()), ToHex(Octets("30{ A1{ 31{ $crl } } }")));
+  const Bytes input = Octets("30{ A1{ 31{ $crl } } A0{ 31{ $cert1 $cert2 } } }");
   OriginatorInfo read;
-  read.certs = {Obj(kCrl)};  // reading appends
+  read.certs = {Obj(Octets("$crl"))};  // reading appends
   EXPECT_EQ(read.ReadObject(input.data(), Size(input), nullptr), input.size());
-  EXPECT_EQ(HexList(read.certs), (std::vector<std::string>{ToHex(kCrl), ToHex(kCert1), ToHex(kCert2)}));
-  EXPECT_EQ(HexList(read.crls), (std::vector<std::string>{ToHex(kCrl)}));
+  EXPECT_EQ(HexList(read.certs),
+            (std::vector<std::string>{"30 03 02 01 03", "30 03 02 01 01", "30 03 02 01 02"}));
+  EXPECT_EQ(HexList(read.crls), (std::vector<std::string>{"30 03 02 01 03"}));
 }
 
 }  // namespace

@@ -14,18 +14,6 @@ namespace {
 
 constexpr BYTE kPrivateKeyBlob = 0x7;
 
-// A session key from its plain bytes; 0 when the provider refuses it.
-HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
-  BLOBHEADER header{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
-  const DWORD length = static_cast<DWORD>(keyBytes.size());
-  Bytes blob(sizeof header + sizeof length);
-  memcpy(blob.data(), &header, sizeof header);
-  memcpy(blob.data() + sizeof header, &length, sizeof length);
-  blob.insert(blob.end(), keyBytes.begin(), keyBytes.end());
-  HCRYPTKEY key = 0;
-  return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
-}
-
 struct ContentAlgorithm {
   const char* oid;
   ALG_ID algId;

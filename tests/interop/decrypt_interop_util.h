@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "common/crypt.h"
 #include "common/test_util.h"
 
 namespace cmskit_testing {
@@ -15,26 +16,6 @@ namespace cmskit_testing {
 using namespace cmskit;
 
 constexpr DWORD kBadArguments = 160;
-
-struct ProviderHandle {
-  ProviderHandle() = default;
-  ProviderHandle(const ProviderHandle&) = delete;
-  ProviderHandle& operator=(const ProviderHandle&) = delete;
-  ~ProviderHandle() {
-    if (handle) CryptReleaseContext(handle, 0);
-  }
-  HCRYPTPROV handle = 0;
-};
-
-struct KeyHandle {
-  KeyHandle() = default;
-  KeyHandle(const KeyHandle&) = delete;
-  KeyHandle& operator=(const KeyHandle&) = delete;
-  ~KeyHandle() {
-    if (handle) CryptDestroyKey(handle);
-  }
-  HCRYPTKEY handle = 0;
-};
 
 // A certificate context whose key-provider property names `container`.
 class RecipientCertificate {
@@ -104,12 +85,6 @@ inline Decryption DecryptMessage(const std::string& path, bool fromMemory, const
   if (!target.empty()) result.plain = ReadBytes(target);
   if (target.empty() && result.ok) result.plain = Bytes(buffer.begin() + out.begin, buffer.begin() + out.end);
   return result;
-}
-
-// `plain` with the CBC padding that a missing final call leaves in place.
-inline Bytes WithPadding(const Bytes& plain, size_t block) {
-  const size_t pad = block - plain.size() % block;
-  return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
 }
 
 }  // namespace cmskit_testing

@@ -1,5 +1,5 @@
-// SignData through files: content located instead of read, offsets, block
-// copies, failures, and DetachData on every path, never losing the source.
+// SignData writing file content in block copies, and DetachData on every
+// path, never losing the source.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -22,154 +22,9 @@ struct FileMessage {
   }
 };
 
-Bytes PlainMessage(const Bytes& content) {
-  return With([&](MessageParts& p) { p.encap = El(0x30, OidData(), El(0xA0, Tlv(0x04, content))); });
-}
-
-// Detaches into memory (allocated or `buffer`) and gives the content.
-Bytes DetachToMemory(SignData& message, BYTE* buffer = nullptr, int* error = nullptr) {
-  ToSignStruct out;
-  out.data = buffer;
-  if (!message.DetachData(out, error)) return Text("failed");
-  std::unique_ptr<BYTE[]> owned(buffer ? nullptr : static_cast<BYTE*>(out.data));
-  const BYTE* data = static_cast<BYTE*>(out.data);
-  return data ? Bytes(data + out.begin, data + out.end) : Bytes();
-}
-
 bool IsZero(const ToSignStruct& info) {
   const ToSignStruct zero;
   return std::memcmp(&info, &zero, sizeof zero) == 0;
-}
-
-// Each layout read from memory and from a file alike; the file content,
-// never loaded, is located where detaching finds it.
-TEST(SignDataRead, AcceptedLayouts) {
-  const Bytes hello = Text("hello, signed world"), plain = MessageParts().Build();
-  const Bytes segmented =
-      El(0x30, OidData(),
-         Indef(0xA0, Indef(0x24, Cat({El(0x04, Text("hello, ")), El(0x04, Text("signed world"))}))));
-  const struct {
-    Bytes message, content;
-    size_t certificates, signers;
-    DWORD flags;  // 4: refused in memory, 8: by the file reader
-  } cases[] = {
-      {plain, hello, 2, 2, 1},
-      {With(&MessageParts::contentType, OidSignedAlias()), hello, 2, 2, 4 | 1},
-      {StreamedMessage({Text("abc"), Text("defg")}), Text("abcdefg"), 1, 1, 3},
-      {With(&MessageParts::encap, Tlv(0x30, OidData())), {}, 2, 2, 0},
-      {With(&MessageParts::crls, El(0xA1, FakeCertificate(5), FakeCertificate(6))), hello, 2, 2, 1},
-      {WithWrapper(0xA2), hello, 2, 2, 8},
-      {With(&MessageParts::version, Version(3)), hello, 2, 2, 1},
-      {With(&MessageParts::encap, El(0x30, OidData(), Tlv(0x04, hello))), hello, 2, 2, 8},
-      {With(&MessageParts::certificates, {}), hello, 0, 2, 1},
-      {With(&MessageParts::signers, Indef(0x31, Cat({FakeSigner(7), FakeSigner(8)}))), hello, 2, 2, 1},
-      {With(&MessageParts::encap, segmented), hello, 2, 2, 3},
-      // An empty element ends the certificate set.
-      {With(&MessageParts::certificates, El(0xA0, FakeCertificate(1), Hex("30 00"), FakeCertificate(2))),
-       hello, 1, 2, 1},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    SignData memory;
-    SetLastError(0x1234);
-    int error = -1;
-    EXPECT_EQ(ReadMemory(memory, c.message, &error), !(c.flags & 4));
-    if (!(c.flags & 4)) {
-      EXPECT_EQ(error, 0);
-      EXPECT_EQ(GetLastError(), 0x1234u);  // success leaves the last error alone
-      EXPECT_EQ(Of(memory.encapContentInfo.data), c.content);
-      EXPECT_EQ(memory.certificates.size(), c.certificates);
-      EXPECT_EQ(memory.signerInfos.size(), c.signers);
-      EXPECT_EQ(Of(memory.signerInfos.back()), FakeSigner(c.signers == 1 ? 1 : 8));
-    }
-    if (c.flags & 8) continue;
-    FileMessage file(c.message);
-    const ToSignStruct& content = file.message.GetDataInfo();
-    EXPECT_EQ(content.flags, c.flags & 3);
-    EXPECT_TRUE(file.message.encapContentInfo.data.IsEmpty());
-    EXPECT_EQ(file.message.signerInfos.size(), c.signers);
-    EXPECT_EQ(file.message.certificates.size(), c.certificates);
-    EXPECT_EQ(content.fileMark, c.flags ? 0x20000u : 0u);
-    EXPECT_EQ(DetachToMemory(file.message), c.content);
-  }
-  // Reuse keeps what the second message lacks.
-  SignData reused;
-  ASSERT_TRUE(ReadMemory(reused, plain));
-  ASSERT_TRUE(ReadMemory(reused, With(&MessageParts::encap, Tlv(0x30, OidData()))));
-  EXPECT_EQ(Of(reused.encapContentInfo.data), hello);
-  FileMessage file(plain);  // from the current position
-  CTOOFile handle(file.path.c_str(), "rb");
-  EXPECT_EQ(file.message.ReadObject(handle, 0xFFFFFFFF, nullptr), plain.size());
-  // The step past the content ignores the offset: the zeros there end the walk.
-  WriteBytes(file.path, Cat({Bytes(100, 0), plain}));
-  SignData shifted;
-  EXPECT_LT(ReadFromFile(shifted, file.path, 100), plain.size());
-  EXPECT_TRUE(shifted.signerInfos.empty());
-  EXPECT_EQ(DetachToMemory(shifted), hello);
-}
-
-// FillEntry over the tree the record reader built; gives the last error.
-DWORD Fill(SignData& message, const Bytes& bytes) {
-  CASNTUnit root;
-  int status = -1;
-  root.ReadFromMemory(bytes.data(), static_cast<DWORD>(bytes.size()), &status);
-  EXPECT_EQ(status, 0);
-  SetLastError(0);
-  SignDataTestPeer::FillEntry(message, root);
-  return GetLastError();
-}
-
-// The file reader and FillEntry.
-TEST(SignDataRead, FileAndTree) {
-  TempDir dir;
-  const std::string path = dir.Path("m.der");
-  constexpr DWORD kSkip = 1;
-  const struct {
-    Bytes bytes;
-    DWORD offset, file, fill;
-  } cases[] = {
-      {MessageParts().Build(), 10000, StatusToWin32(kStatusTruncated), kSkip},
-      {Hex("30 80 06 09 2A 86 48 86 F7 0D 01 07 02"), 0, StatusToWin32(194), kSkip},
-      {Tlv(0x31, OidSignedData()), 0, kBadTag, kBadTag},
-      {With(&MessageParts::contentType, OidData()), 0, kBadTag, kBadTag},
-      {WithWrapper(0x30), 0, kBadTag, kSkip},
-      {WithWrapper(0xA3), 0, kSkip, kCorrupt},
-      {Tlv(0x30, OidSignedData()), 0, kSkip, 0x80090011},
-      {El(0x30, OidSignedData(), El(0xA0, Tlv(0x31, Version(1)))), 0, kBadTag, kBadTag},
-      {With(&MessageParts::version, Hex("04 01 01")), 0, kBadTag, kSkip},
-      {With(&MessageParts::version, Hex("02 05 01 00 00 00 00")), 0, kCorrupt, kCorrupt},
-      {With(&MessageParts::algorithms, Tlv(0x30, Sha256())), 0, kCorrupt, kBadTag},
-      {With(&MessageParts::encap, Tlv(0x31, OidData())), 0, kBadTag, kBadTag},
-      {With(&MessageParts::encap, El(0x30, OidData(), El(0x30, Tlv(0x04, Text("x"))))), 0, kBadTag, kSkip},
-      {With(&MessageParts::certificates, Hex("A0 84 00 00 10 00")), 0, kCorrupt, kSkip},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    WriteBytes(path, c.bytes);
-    SignData message;
-    if (c.file != kSkip)
-      ExpectFails([&](int* error) { return ReadFromFile(message, path, c.offset, error); }, c.file);
-    EXPECT_TRUE(c.fill == kSkip || Fill(message, c.bytes) == c.fill);
-  }
-  // Sets in any order add up, unknown context tags are skipped, the content type is not changed.
-  const Bytes accepted[] = {
-      With(&MessageParts::trailer, Cat({Tlv(0xA5, Hex("05 00")), Tlv(0xA0, FakeCertificate(4)),
-                                        Tlv(0xA1, FakeCertificate(9)), Tlv(0x31, FakeSigner(9))})),
-      With(&MessageParts::contentType, OidSignedAlias()),
-      With(&MessageParts::encap, El(0x30, OidData(), Tlv(0x04, Text("hello, signed world")))),
-  };
-  for (const Bytes& c : accepted) {
-    const size_t extra = &c == accepted ? 1 : 0;
-    SignData message;
-    message.signerInfos.push_back(Obj(Text("stale")));
-    ASSERT_EQ(Fill(message, c), 0u);
-    EXPECT_TRUE(message.contentType == Dotted("1.2.840.113549.1.7.2"));
-    EXPECT_EQ(Of(message.encapContentInfo.data), Text("hello, signed world"));
-    EXPECT_EQ(message.certificates.size(), 2 + extra);
-    ASSERT_EQ(message.signerInfos.size(), 2 + extra);
-    EXPECT_EQ(Of(message.signerInfos.front()), FakeSigner(7));
-    EXPECT_EQ(message.crls.size(), extra);
-  }
 }
 
 // File content is streamed in 4096-octet blocks; both writers agree, and what
@@ -182,7 +37,7 @@ TEST(SignDataFile, WritesFileContent) {
     SCOPED_TRACE(size);
     WriteBytes(content, Pattern(size, static_cast<unsigned>(size)));
     SignData message;
-    message.signerInfos.push_back(Obj(FakeSigner(1)));
+    message.signerInfos.push_back(Obj(Octets("$signer1")));
     ASSERT_TRUE(message.AttachData(FileContent(content, 0, ToSignStruct::kToEndOfFile), nullptr));
     const Bytes inMemory = Of(message.WriteObject(nullptr));
     EXPECT_EQ(WriteToFile(message, out), inMemory.size());
@@ -205,7 +60,7 @@ TEST(SignDataFile, WritesFileContent) {
   EXPECT_EQ(Of(SignData().WriteObject(nullptr)), ReadBytes(out));
   // At an offset into an existing file.
   WriteBytes(out, Bytes(50, 0xEE));
-  const Bytes input = MessageParts().Build();
+  const Bytes input = Octets("$plain");
   SignData memory;
   ASSERT_TRUE(ReadMemory(memory, input));
   {
@@ -247,9 +102,6 @@ TEST(SignDataFile, WriteFailures) {
 // itself (named by null, in another case, through a hard link or a longer
 // path: staged through the temporary folder).
 TEST(SignDataDetach, EveryPathAndTarget) {
-  const std::vector<Bytes> segments = {Pattern(4096, 1), Pattern(1, 2), Pattern(3000, 3), {}, Pattern(10, 4)};
-  Bytes joined;
-  for (const Bytes& s : segments) joined = Cat({joined, s});
   const struct {
     int source;  // 0 memory, 1 DER file, 2 segments
     const char* target;
@@ -259,8 +111,8 @@ TEST(SignDataDetach, EveryPathAndTarget) {
                {2, "buffer"},      {2, "content.out"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.source) + (c.target ? c.target : "null"));
-    const Bytes content = c.source == 2 ? joined : Pattern(9000);
-    FileMessage file(c.source == 2 ? StreamedMessage(segments) : PlainMessage(content));
+    const Bytes content = Octets(c.source == 2 ? "$segments" : "~9000");
+    FileMessage file(Octets(c.source == 2 ? "$segmented" : "$plain9000"));
     if (c.source == 0) {
       ASSERT_TRUE(ReadMemory(file.message, file.bytes));
       file.message.dataInfo = ToSignStruct();
@@ -331,15 +183,15 @@ TEST(SignDataStream, DeliversTheContentWithoutDetachingIt) {
 
 // Whatever fails before the final copy leaves the source file as it was.
 TEST(SignDataDetach, FailureNeverDestroysTheSource) {
-  const Bytes content = Pattern(7000);
-  FileMessage file(PlainMessage(content));
+  const Bytes content = Octets("~7000");
+  FileMessage file(Octets("$plain7000"));
   const std::string unreachable = file.path + "/content.out";  // below a file
   ToSignStruct elsewhere = FileTarget(unreachable);
   EXPECT_FALSE(file.message.DetachData(elsewhere, nullptr));
   EXPECT_EQ(ReadBytes(file.path), file.bytes);
   EXPECT_EQ(DetachToMemory(file.message), content);  // still usable
   // A broken segment halfway: the staged copy is abandoned.
-  FileMessage chunked(StreamedMessage({Pattern(5000), Pattern(5000)}));
+  FileMessage chunked(Octets("$halves"));
   chunked.message.dataInfo.end = chunked.message.dataInfo.begin + 5004 + 3;
   ToSignStruct out = FileTarget("");
   EXPECT_FALSE(chunked.message.DetachData(out, nullptr));

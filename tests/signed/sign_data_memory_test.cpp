@@ -1,5 +1,5 @@
-// SignData in memory: what ReadObject accepts and the code each failing step
-// leaves, the DER WriteObject produces, content attachment and FillEntry.
+// SignData read from memory, from a file and by FillEntry alike (the layouts
+// of signed/cases.txt), the DER WriteObject produces, content attachment.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,8 +9,111 @@
 namespace cmskit::signtest {
 namespace {
 
-Bytes Encap(const Bytes& inside) { return El(0x30, OidData(), inside); }
-Bytes Message(const Bytes& body) { return El(0x30, OidSignedData(), El(0xA0, Tlv(0x30, body))); }
+// The certificates, CRLs and signer infos, as the table spells them.
+std::string Parts(const SignData& message) {
+  std::string out;
+  for (const std::list<IdentObj>* list : {&message.certificates, &message.crls, &message.signerInfos}) {
+    Bytes all;
+    for (const IdentObj& item : *list) all = Cat({all, Of(item)});
+    out += (list == &message.certificates ? "" : " / ") + ToHex(all);
+  }
+  return out;
+}
+std::string Parts(const std::string& field) {
+  const size_t first = field.find('/'), second = field.find('/', first + 1);
+  return ToHex(Octets(field.substr(0, first))) + " / " +
+         ToHex(Octets(field.substr(first + 1, second - first - 1))) + " / " +
+         ToHex(Octets(field.substr(second + 1)));
+}
+
+// FillEntry over the tree the record reader built; gives the last error.
+DWORD Fill(SignData& message, const Bytes& bytes) {
+  CASNTUnit root;
+  int status = -1;
+  root.ReadFromMemory(bytes.data(), static_cast<DWORD>(bytes.size()), &status);
+  EXPECT_EQ(status, 0);
+  SetLastError(0);
+  SignDataTestPeer::FillEntry(message, root);
+  return GetLastError();
+}
+
+TEST(SignDataRead, Layouts) {
+  TempDir dir;
+  const std::string path = dir.Path("message.der");
+  for (const Row& row : Cases().Rows("layouts")) {
+    SCOPED_TRACE(row.where);
+    const Bytes message = Octets(row[5]), content = Octets(row[3]);
+    const std::string parts = Parts(row[4]), &memory = row[0], &file = row[1], &tree = row[2];
+    if (memory != "-") {
+      SignData read;
+      SetLastError(0x1234);
+      int error = -1;
+      const size_t slash = memory.find('/');
+      EXPECT_EQ(ReadMemory(read, message, &error), memory == "ok");
+      EXPECT_EQ(GetLastError(), memory == "ok" ? 0x1234u : Code(memory.substr(0, slash)));  // kept on success
+      EXPECT_EQ(static_cast<DWORD>(error), memory == "ok" ? 0u : Code(memory.substr(slash + 1)));
+      EXPECT_TRUE(memory != "ok" || (Of(read.encapContentInfo.data) == content && Parts(read) == parts));
+      SetLastError(0);
+      EXPECT_TRUE(memory == "ok" || (!ReadMemory(read, message) && GetLastError() == Code(memory)));
+    }
+    if (file != "-" && file.compare(0, 2, "ok") != 0) {
+      WriteBytes(path, message);
+      const size_t at = file.find('@');
+      const DWORD offset = at == std::string::npos ? 0 : Code(file.substr(at + 1));
+      SignData read;
+      ExpectFails([&](int* e) { return ReadFromFile(read, path, offset, e); }, Code(file.substr(0, at)));
+    } else if (file != "-") {
+      // The content is located, not loaded, where detaching finds it.
+      WriteBytes(path, message);
+      SignData read;
+      EXPECT_EQ(ReadFromFile(read, path), message.size());
+      const ToSignStruct& info = read.GetDataInfo();
+      EXPECT_EQ(info.flags, Code(file.substr(3)));
+      EXPECT_EQ(info.fileMark, info.flags ? 0x20000u : 0u);
+      EXPECT_TRUE(read.encapContentInfo.data.IsEmpty());
+      EXPECT_EQ(Parts(read), parts);
+      EXPECT_EQ(DetachToMemory(read), content);
+    }
+    if (tree != "-") {
+      SignData read;
+      read.signerInfos.push_back(Obj(Text("stale")));
+      EXPECT_EQ(Fill(read, message), tree == "ok" ? 0u : Code(tree));
+      EXPECT_TRUE(tree != "ok" || (read.contentType == Dotted("1.2.840.113549.1.7.2")  // not the message's
+                                   && Of(read.encapContentInfo.data) == content && Parts(read) == parts));
+    }
+  }
+}
+
+TEST(SignDataRead, PrefixesReuseAndOffsets) {
+  const Bytes good = Octets("$withCrls"), plain = Octets("$plain");
+  for (size_t cut = 0; cut < good.size(); ++cut) {
+    SignData message;
+    EXPECT_FALSE(message.ReadObject(cut ? good.data() : nullptr, static_cast<DWORD>(cut), nullptr)) << cut;
+  }
+  SignData message;  // the decoder's raw status in *pError
+  int error = -1;
+  EXPECT_FALSE(ReadMemory(message, Bytes(good.begin(), good.end() - 1), &error));
+  EXPECT_EQ(error, kStatusCorrupt);
+  EXPECT_EQ(GetLastError(), kCorrupt);
+  EXPECT_EQ(SignDataTestPeer::Certificates(message, Obj(Octets("A1{ $cert1 }"))), static_cast<int>(kBadTag));
+  // Reuse keeps what the second message lacks.
+  ASSERT_TRUE(ReadMemory(message, plain));
+  ASSERT_TRUE(ReadMemory(
+      message, Octets("30{ $oidSigned A0{ 30{ 02 01 01 $algs 30{ $oidData } $certs $signers } } }")));
+  EXPECT_EQ(Of(message.encapContentInfo.data), Octets("$hello"));
+  TempDir dir;
+  const std::string path = dir.Path("message.der");
+  WriteBytes(path, plain);
+  CTOOFile handle(path.c_str(), "rb");  // from the current position
+  EXPECT_EQ(message.ReadObject(handle, 0xFFFFFFFF, nullptr), plain.size());
+  // The step past the content ignores the offset: the zeros there end the walk.
+  WriteBytes(path, Cat({Bytes(100, 0), plain}));
+  SignData shifted;
+  EXPECT_LT(ReadFromFile(shifted, path, 100), plain.size());
+  EXPECT_TRUE(shifted.signerInfos.empty());
+  EXPECT_EQ(DetachToMemory(shifted), Octets("$hello"));
+}
+
 Bytes Written(SignData& message) {
   int error = -1;
   const Bytes out = Of(message.WriteObject(&error));
@@ -18,53 +121,9 @@ Bytes Written(SignData& message) {
   return out;
 }
 
-// Direct checks leave *pError at 0; failing helpers report their code in both
-// places; decoder failures report the raw status in *pError. Every prefix is
-// refused inside the buffer.
-TEST(SignDataMemory, FailureCodes) {
-  const int corrupt = static_cast<int>(kCorrupt), badTag = static_cast<int>(kBadTag);
-  const Bytes good = With(&MessageParts::crls, Tlv(0xA1, FakeCertificate(5)));
-  const struct {
-    Bytes bytes;
-    DWORD lastError;
-    int reported;
-  } cases[] = {
-      {El(0x30, OidSignedData(), Tlv(0xA0, MessageParts().SignedData()), Hex("05 00")), kCorrupt, 0},
-      {With(&MessageParts::contentType, OidSignedAlias()), kCorrupt, 0},
-      {WithWrapper(0x30), kCorrupt, 0},
-      {With(&MessageParts::version, Version(2)), 0x80340004, 0},
-      {With(&MessageParts::version, Hex("04 01 01")), kBadTag, 0},
-      {El(0x30, OidSignedData(), El(0xA0, El(0x30, Version(1), Hex("31 00"), El(0x30, OidData())))), kCorrupt,
-       0},
-      {With(&MessageParts::algorithms, Tlv(0x31, Hex("31 03 06 01 00"))), kCorrupt, corrupt},
-      {With(&MessageParts::encap, Tlv(0x30, Hex("04 01 00"))), kBadTag, badTag},
-      {With(&MessageParts::certificates, Hex("A0 03 30 05 00")), kCorrupt, corrupt},
-      {Hex("04 02 00 00"), kBadTag, kStatusBadTag},
-      {Bytes(good.begin(), good.end() - 1), kCorrupt, kStatusCorrupt},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    SignData message;
-    SetLastError(0x1234);
-    int reported = -1;
-    EXPECT_FALSE(ReadMemory(message, c.bytes, &reported));
-    EXPECT_EQ(GetLastError(), c.lastError);
-    EXPECT_EQ(reported, c.reported);
-    SetLastError(0);
-    EXPECT_FALSE(ReadMemory(message, c.bytes));
-    EXPECT_EQ(GetLastError(), c.lastError);
-  }
-  for (size_t cut = 0; cut < good.size(); ++cut) {
-    SignData message;
-    EXPECT_FALSE(message.ReadObject(cut ? good.data() : nullptr, static_cast<DWORD>(cut), nullptr)) << cut;
-  }
-  SignData message;  // a set under the wrong tag
-  EXPECT_EQ(SignDataTestPeer::Certificates(message, Obj(Tlv(0xA1, FakeCertificate(1)))), badTag);
-}
-
 TEST(SignDataMemory, WritesDer) {
   SignData fresh;
-  EXPECT_EQ(Written(fresh), Message(Cat({Version(1), Hex("31 00"), Encap({}), Hex("31 00")})));
+  EXPECT_EQ(Written(fresh), Octets("$written"));
   // 12 + id-data with NULL parameters (15) + 4, and allowances after the
   // certificates and the CRLs.
   EXPECT_EQ(fresh.GetDataSize(), 12u + 15u + 4u + 4u + 4u);
@@ -72,17 +131,13 @@ TEST(SignDataMemory, WritesDer) {
   SignData message;
   message.version = 3;
   message.digestAlgorithms.emplace_back();
-  Read(message.digestAlgorithms.back(), Hex("30 07 06 05 2B 0E 03 02 1A"));
+  Read(message.digestAlgorithms.back(), Octets("$sha1"));
   message.encapContentInfo.data = Obj(Text("content"));
-  message.certificates = {Obj(FakeCertificate(2)), Obj(FakeCertificate(1))};
-  message.crls = {Obj(FakeCertificate(9))};
-  message.signerInfos = {Obj(FakeSigner(0xB)), Obj(FakeSigner(0xA))};  // order kept
-  const Bytes expected = Message(
-      Cat({Version(3), Tlv(0x31, Hex("30 09 06 05 2B 0E 03 02 1A 05 00")),
-           Encap(El(0xA0, Tlv(0x04, Text("content")))), El(0xA0, FakeCertificate(2), FakeCertificate(1)),
-           El(0xA1, FakeCertificate(9)), El(0x31, FakeSigner(0xB), FakeSigner(0xA))}));
-  EXPECT_EQ(Written(message), expected);
-  EXPECT_GE(message.GetObjectSize(), expected.size());
+  message.certificates = {Obj(Octets("$cert2")), Obj(Octets("$cert1"))};
+  message.crls = {Obj(Octets("$cert9"))};
+  message.signerInfos = {Obj(Octets("$signerB")), Obj(Octets("$signerA"))};  // order kept
+  EXPECT_EQ(Written(message), Octets("$writtenAll"));
+  EXPECT_GE(message.GetObjectSize(), Octets("$writtenAll").size());
 }
 
 TEST(SignDataMemory, WritesFileContent) {
@@ -92,14 +147,14 @@ TEST(SignDataMemory, WritesFileContent) {
   WriteBytes(empty, {});
   const struct {
     ToSignStruct content;
-    Bytes octets;  // file content is always written, even empty
+    const char* octets;  // file content is always written, even empty
     int status;
   } cases[] = {
-      {FileContent(path, 2, 5), Text("234"), 0},
-      {FileContent(path, 4, 4), {}, 0},
-      {FileContent(empty, 0, ToSignStruct::kToEndOfFile), {}, 0},
-      {FileContent(path, 8, 11), {}, kStatusTruncated},
-      {FileContent(path, 5, 4), {}, kStatusTruncated},
+      {FileContent(path, 2, 5), "'234'", 0},
+      {FileContent(path, 4, 4), "", 0},
+      {FileContent(empty, 0, ToSignStruct::kToEndOfFile), "", 0},
+      {FileContent(path, 8, 11), "", kStatusTruncated},
+      {FileContent(path, 5, 4), "", kStatusTruncated},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -112,8 +167,8 @@ TEST(SignDataMemory, WritesFileContent) {
       EXPECT_TRUE(out.empty());
       EXPECT_THROW(message.WriteObject(nullptr), XTOOStatus);  // without pError the status leaves as it is
     } else {
-      EXPECT_EQ(out,
-                Message(Cat({Version(1), Hex("31 00"), Encap(El(0xA0, Tlv(0x04, c.octets))), Hex("31 00")})));
+      EXPECT_EQ(out, Octets("30{ $oidSigned A0{ 30{ 02 01 01 31 00 30{ $oidData A0{ 04{" +
+                            std::string(c.octets) + "} } } 31 00 } } }"));
     }
   }
   SignData whole;
@@ -129,7 +184,7 @@ TEST(SignDataMemory, WritesFileContent) {
 TEST(SignDataMemory, CopiesAndAttach) {
   TempDir dir;
   const std::string path = dir.Path("m.der"), missing = dir.Path("missing");
-  WriteBytes(path, MessageParts().Build());
+  WriteBytes(path, Octets("$plain"));
   SignData source;
   ASSERT_NE(ReadFromFile(source, path), 0u);
   ASSERT_STREQ(source.workPath.c_str(), path.c_str());

@@ -2,63 +2,42 @@
 // through every reader and writer of SignData and MessageSignerInfo.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "signed/signed_fixtures.h"
 
 namespace cmskit::signtest {
 namespace {
 
-struct Vector {
-  const char *file, *content;  // content null when detached
-  size_t signers, certificates, crls;
-  bool ber;
-  DWORD version;  // this and what follows: of the first signer info
-  size_t signedAttrs, unsignedAttrs;
-  uint64_t time;
-};
-
-// Counts as `openssl cms -cmsout -print` lists them.
-const Vector kVectors[] = {
-    {"rfc4134/4.1.bin", "rfc4134/ExContent.bin", 1, 1, 0, false, 1, 0, 0, 0},
-    {"rfc4134/4.2.bin", "rfc4134/ExContent.bin", 1, 1, 0, false, 1, 0, 0, 0},
-    {"rfc4134/4.3.bin", nullptr, 1, 1, 0, false, 1, 0, 0, 0},
-    {"rfc4134/4.4.bin", "rfc4134/ExContent.bin", 1, 3, 1, false, 1, 3, 2, Ticks(2003, 5, 14, 15, 39, 0)},
-    {"rfc4134/4.5.bin", "rfc4134/ExContent.bin", 1, 2, 0, true, 1, 0, 0, 0},
-    {"rfc4134/4.6.bin", "rfc4134/ExContent.bin", 2, 2, 0, false, 1, 0, 0, 0},
-    {"rfc4134/4.7.bin", "rfc4134/ExContent.bin", 1, 1, 0, false, 3, 0, 0, 0},
-    {"rfc4134/4.10.bin", "rfc4134/ExContent.bin", 1, 1, 0, false, 1, 10, 0, 0},
-    {"rfc4134/4.11.bin", nullptr, 0, 2, 1, false, 0, 0, 0, 0},
-    {"tk26/Signed_256.der", "tk26/test_message.txt", 1, 0, 0, false, 1, 0, 0, 0},
-};
-
-class SignedVectors : public ::testing::TestWithParam<Vector> {};
-
-TEST_P(SignedVectors, ThroughEveryPath) {
-  const Vector& v = GetParam();
-  const std::string path = TestData(std::string("signed/") + v.file);
-  const Bytes content = v.content ? ReadBytes(TestData(std::string("signed/") + v.content)) : Bytes();
+TEST(SignedVectors, ThroughEveryPath) {
   TempDir dir;
-  const Bytes expected = v.ber ? Bytes() : WithNullDigestParameters(ReadBytes(path));
-  const SignData memory = ExpectRoundTrip(path, content, expected, dir.Path("out.der")).first;
-  EXPECT_EQ(memory.signerInfos.size(), v.signers);
-  EXPECT_EQ(memory.certificates.size(), v.certificates);
-  EXPECT_EQ(memory.crls.size(), v.crls);
-  std::vector<MessageSignerInfo> infos = ExpectSignerInfos(memory);
-  if (infos.empty()) return;
-  EXPECT_EQ(infos[0].version, v.version);
-  EXPECT_EQ(infos[0].signedAttrs.size(), v.signedAttrs);
-  EXPECT_EQ(infos[0].unsignedAttrs.size(), v.unsignedAttrs);
-  int error = -1;
-  EXPECT_EQ(Ticks(infos[0].GetSigningData(&error)), v.time);
-  EXPECT_EQ(static_cast<DWORD>(error), v.time ? 0 : kNotFound);
+  for (const Row& row : Cases().Rows("vectors")) {
+    SCOPED_TRACE(row.where);
+    const std::string path = TestData("signed/" + row[0]);
+    const Bytes content = row[1] == "-" ? Bytes() : ReadBytes(TestData("signed/" + row[1]));
+    const Bytes expected = row[3] == "ber" ? Bytes() : WithNullDigestParameters(ReadBytes(path));
+    const SignData memory = ExpectRoundTrip(path, content, expected, dir.Path("out.der")).first;
+    std::istringstream counts(row[2] + " " + row[4] + " " + row[5]);
+    size_t signers = 0, certificates = 0, crls = 0, signedAttrs = 0, unsignedAttrs = 0;
+    DWORD version = 0;
+    int year = 0;
+    unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    counts >> signers >> certificates >> crls >> version >> signedAttrs >> unsignedAttrs >> year >> month >>
+        day >> hour >> minute >> second;
+    EXPECT_EQ(memory.signerInfos.size(), signers);
+    EXPECT_EQ(memory.certificates.size(), certificates);
+    EXPECT_EQ(memory.crls.size(), crls);
+    std::vector<MessageSignerInfo> infos = ExpectSignerInfos(memory);
+    if (infos.empty()) continue;
+    EXPECT_EQ(infos[0].version, version);
+    EXPECT_EQ(infos[0].signedAttrs.size(), signedAttrs);
+    EXPECT_EQ(infos[0].unsignedAttrs.size(), unsignedAttrs);
+    int error = -1;
+    EXPECT_EQ(Ticks(infos[0].GetSigningData(&error)),
+              year ? Ticks(year, month, day, hour, minute, second) : 0);
+    EXPECT_EQ(static_cast<DWORD>(error), year ? 0 : kNotFound);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Published, SignedVectors, ::testing::ValuesIn(kVectors),
-                         [](const ::testing::TestParamInfo<Vector>& info) {
-                           std::string name = info.param.file;
-                           for (char& c : name)
-                             if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                           return name;
-                         });
 
 }  // namespace
 }  // namespace cmskit::signtest

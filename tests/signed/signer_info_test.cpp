@@ -2,6 +2,8 @@
 // signing time, writing back byte for byte, and the comparisons.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "signed/signed_fixtures.h"
 
 namespace cmskit::signtest {
@@ -15,115 +17,70 @@ MessageSignerInfo ReadInfo(const Bytes& input) {
   return info;
 }
 
-const Bytes kSig = Hex("04 01 01"), kKeyId = Hex("02 01 03 80 04 DE AD BE EF");
-Bytes Signer(const Bytes& sid) { return El(0x30, sid, Sha256(), Rsa(), Hex("04 01 55")); }
-Bytes WithAttrs(const Bytes& signedAttrs) {
-  return El(0x30, Version(1), Sid(), Sha256(), signedAttrs, Rsa(), kSig);
-}
+Bytes Signer(const std::string& sid) { return Octets("30{ " + sid + " $sha256 $rsa 04 01 55 }"); }
 
 TEST(SignerInfoRead, DecodesEveryField) {
-  const Bytes input = Cat({SampleSignerInfo(El(0xA1, ContentTypeAttr())), Hex("FF FF")});
+  const Bytes input = Octets(
+      "30{ 02 01 01 30{ $issuer 02 02 01 00 } $sha256 A0{ $typeAttr $timeAttr $digestAttr } "
+      "$rsa 04 04 01 02 03 04 A1{ $typeAttr } } FF FF");
   MessageSignerInfo info;
   SetLastError(99);
   int error = -1;
   EXPECT_EQ(Read(info, input, &error), input.size() - 2);  // stops at the element's end
   EXPECT_EQ(error, 0);
   EXPECT_EQ(GetLastError(), 99u);
-  EXPECT_EQ(Of(info.issuer), IssuerName());
+  EXPECT_EQ(Of(info.issuer), Octets("$issuer"));
   EXPECT_EQ(Of(info.serialNumber), Hex("00 01"));  // 0x0100, least significant first
   EXPECT_TRUE(info.digestAlgorithm.id == CTOOString("2.16.840.1.101.3.4.2.1"));
   EXPECT_TRUE(info.signatureAlgorithm.id == CTOOString("1.2.840.113549.1.1.1"));
   EXPECT_EQ(Of(info.signature), Hex("04 03 02 01"));  // reversed in memory only
   EXPECT_EQ(info.signedAttrs.size(), 3u);
   EXPECT_EQ(info.unsignedAttrs.tag, 1u);
-  for (const Bytes& sid : {kKeyId, Hex("02 01 03 A0 06 04 04 DE AD BE EF")}) {
+  for (const char* sid : {"$keyId", "02 01 03 A0 06 04 04 DE AD BE EF"}) {
     const MessageSignerInfo byKey = ReadInfo(Signer(sid));
     EXPECT_EQ(Of(byKey.subjectKeyIdentifier), Hex("DE AD BE EF"));
     EXPECT_TRUE(byKey.issuer.IsEmpty());
   }
-  EXPECT_EQ(ReadInfo(Signer(Cat({Hex("02 04 01 02 03 04"), Sid()}))).version, 0x01020304u);  // taken as it is
-  ReadInfo(El(0x30, Version(1), Sid(), Sha256(), Rsa(), Hex("04 01 01 05 00")));  // trailing child ignored
-}
-
-TEST(SignerInfoRead, FaultCodes) {
-  const Bytes v1 = Version(1);
-  const struct {
-    Bytes input;
-    DWORD code;
-  } cases[] = {
-      {Hex("30 00"), kCorrupt},
-      {Hex("04 02 01 01"), kBadTag},
-      {WithAttrs(El(0xA2, ContentTypeAttr())), kCorrupt},
-      {El(0x30, v1, Sid(), Sha256(), Rsa(), Hex("04 00")), kCorrupt},
-      {El(0x30, v1, Sid(), Sha256(), Rsa(), kSig, El(0xA2, ContentTypeAttr())), kBadTag},
-      {Hex("30 84 FF FF FF FF 02 01 01"), kCorrupt},
-      {Hex("30 89 01 01 01 01 01 01 01 01 01"), kCorrupt},
-      {Hex("30 08 02 84 7F FF FF FF 01 01"), kCorrupt},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
+  EXPECT_EQ(ReadInfo(Signer("02 04 01 02 03 04 $sid")).version, 0x01020304u);  // taken as it is
+  ReadInfo(Octets("30{ 02 01 01 $sid $sha256 $rsa 04 01 01 05 00 }"));         // trailing child ignored
+  for (const Row& row : Cases().Rows("signerFaults")) {
+    SCOPED_TRACE(row.where);
     ExpectFails(
-        [&](int* error) {
-          MessageSignerInfo info;
-          return Read(info, c.input, error);
+        [&](int* e) {
+          MessageSignerInfo refused;
+          return Read(refused, Octets(row[1]), e);
         },
-        c.code);
+        Code(row[0]));
   }
 }
 
 TEST(SignerInfoRead, SigningTime) {
-  auto time = [](const Bytes& value) { return El(0xA0, El(0x30, OidSigningTime(), El(0x31, value))); };
-  const struct {
-    Bytes signedAttrs;
-    DWORD code;
-    uint64_t ticks;
-  } cases[] = {
-      {El(0xA0, ContentTypeAttr(), SigningTimeAttr("250102030405Z")), 0, Ticks(2025, 1, 2, 3, 4, 5)},
-      {time(Tlv(0x17, Text("4912312359Z"))), 0, Ticks(2049, 12, 31, 23, 59, 0)},
-      {time(Tlv(0x17, Text("500101000000Z"))), 0, Ticks(1950, 1, 1, 0, 0, 0)},
-      {time(Tlv(0x18, Text("20500101000000Z"))), 0, Ticks(2050, 1, 1, 0, 0, 0)},
-      {El(0xA0, SigningTimeAttr("250102030405Z"), SigningTimeAttr("500101000000Z")), 0,
-       Ticks(2025, 1, 2, 3, 4, 5)},
-      {El(0xA0, ContentTypeAttr(), DigestAttr()), kNotFound, 0},
-      {time(Hex("02 01 05")), kCorrupt, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    MessageSignerInfo info = ReadInfo(WithAttrs(c.signedAttrs));
+  for (const Row& row : Cases().Rows("signingTime")) {
+    SCOPED_TRACE(row.where);
+    MessageSignerInfo info = ReadInfo(Octets("30{ 02 01 01 $sid $sha256 " + row[2] + " $rsa 04 01 01 }"));
+    std::istringstream time(row[1]);
+    int year = 0;
+    unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    time >> year >> month >> day >> hour >> minute >> second;
     SetLastError(0);
     int error = -1;
-    EXPECT_EQ(Ticks(info.GetSigningData(&error)), c.ticks);
-    EXPECT_EQ(static_cast<DWORD>(error), c.code);
-    EXPECT_EQ(GetLastError(), c.code);
+    EXPECT_EQ(Ticks(info.GetSigningData(&error)), year ? Ticks(year, month, day, hour, minute, second) : 0);
+    EXPECT_EQ(static_cast<DWORD>(error), Code(row[0]));
+    EXPECT_EQ(GetLastError(), Code(row[0]));
   }
 }
 
 TEST(SignerInfoWrite, ByteForByte) {
-  const struct {
-    Bytes input, output;
-  } cases[] = {
-      // Long-form attribute lengths and signed attributes out of DER order stay as received.
-      {SampleSignerInfo(El(0xA1, LongFormAttr())), SampleSignerInfo(El(0xA1, LongFormAttr()))},
-      {WithAttrs(El(0xA0, DigestAttr(), ContentTypeAttr())),
-       WithAttrs(El(0xA0, DigestAttr(), ContentTypeAttr()))},
-      // Absent parameters come back as NULL; the version follows the sid.
-      {El(0x30, Hex("02 01 03 80 01 07"), Hex("30 0B 06 09 60 86 48 01 65 03 04 02 01"), Rsa(),
-          Hex("04 01 55")),
-       Signer(Hex("02 01 03 80 01 07"))},
-      {Signer(Hex("02 01 01 80 01 07")), Signer(Hex("02 01 03 80 01 07"))},
-      {Signer(Cat({Version(3), Sid()})), Signer(Cat({Version(1), Sid()}))},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Write(ReadInfo(c.input)), c.output);
+  for (const Row& row : Cases().Rows("signerWrite"))
+    EXPECT_EQ(Write(ReadInfo(Octets(row[1]))), Octets(row[row[0].empty() ? 1 : 0])) << row.where;
   MessageSignerInfo built;
-  built.issuer = Obj(IssuerName());
+  built.issuer = Obj(Octets("$issuer"));
   built.serialNumber = Obj(Hex("80 00"));  // 0x0080 needs a leading zero octet
   built.digestAlgorithm.id = "2.16.840.1.101.3.4.2.1";
   built.signatureAlgorithm.id = "1.2.840.113549.1.1.1";
   built.signature = Obj(Hex("02 01"));
-  EXPECT_EQ(Write(built), El(0x30, Version(1), El(0x30, IssuerName(), Hex("02 02 00 80")), Sha256(), Rsa(),
-                             Hex("04 02 01 02")));
+  EXPECT_EQ(Write(built), Octets("30{ 02 01 01 30{ $issuer 02 02 00 80 } $sha256 $rsa 04 02 01 02 }"));
 }
-
 // Seven members of one octet each, so raising them all makes a greater object.
 MessageSignerInfo Ordered(BYTE n) {
   MessageSignerInfo info;

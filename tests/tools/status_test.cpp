@@ -2,36 +2,24 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <climits>
 #include <new>
 #include <string>
 
 #include "cmskit/status.h"
+#include "common/table.h"
 #include "platform/win32.h"
 #include "tools/boundary.h"
 
 namespace cmskit {
 namespace {
 
-// Edge statuses, rows of every band and the gaps between them.
-// clang-format off
-const int64_t kToWin32[][2] = {
-    {0, 0}, {7, 1627}, {238, 1627}, {501, 5}, {1037, 1627}, {-1, 1627}, {INT_MIN, 1627}, {INT_MAX, 1627},
-    {1, 1326}, {19, 12}, {52, 2}, {148, 1223}, {16, 8}, {17, 110}, {28, 160}, {134, 1358}, {194, 259},
-    {5, 0x80092003}, {37, 0x80091008}, {45, 1627}, {64, 266}, {115, 120}, {117, 120}, {118, 1627},
-    {205, 0x8009310B}, {206, 0x80093103}, {233, 0x8009000B}, {234, 1627}, {236, 1330}, {237, 1330},
-    {500, 1627}, {502, 1627}, {1038, 0x80090019}, {1039, 0x80090022}, {1040, 0x800B0110},
-    {1041, 0x800B010E}, {1042, 1627}};
-const int64_t kToStatus[][2] = {
-    {0, 0}, {2, 4}, {126, 4}, {5, 501}, {29, 6}, {160, 28}, {266, 64}, {1785, 182}, {8344, 106},
-    {0x80070057, 28}, {0x80090017, 28}, {0x80090016, 1038}, {0x80093103, 206}, {0x8009310B, 205},
-    {0x800B0005, 206}, {0x800B0102, 202}, {0x8010006F, 217}, {0x80310036, 222}, {1, 36}, {4, 36},
-    {0xFFFFFFFF, 36}};
-// clang-format on
-
+// The mapping tables are in tools/cases.txt.
 TEST(StatusTables, MapEveryBand) {
-  for (const auto& m : kToWin32) EXPECT_EQ(StatusToWin32(static_cast<int>(m[0])), m[1]) << m[0];
-  for (const auto& m : kToStatus) EXPECT_EQ(Win32ToStatus(static_cast<uint32_t>(m[0])), m[1]) << m[0];
+  const cmskit_testing::Table table("tools/cases.txt");
+  for (const cmskit_testing::Row& m : table.Rows("toWin32"))
+    EXPECT_EQ(StatusToWin32(std::stoi(m[0])), std::stoul(m[1], nullptr, 0)) << m.where;
+  for (const cmskit_testing::Row& m : table.Rows("toStatus"))
+    EXPECT_EQ(Win32ToStatus(static_cast<uint32_t>(std::stoul(m[0], nullptr, 0))), std::stoi(m[1])) << m.where;
   EXPECT_EQ(StatusToWin32(Win32ToStatus(5)), 5u);  // not inverse to each other in general
   EXPECT_EQ(StatusToWin32(Win32ToStatus(0x80090020)), 1627u);
 }

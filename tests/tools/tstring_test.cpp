@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "cmskit/tstring.h"
+#include "common/table.h"
 
 namespace cmskit {
 namespace {
@@ -29,30 +30,19 @@ TEST(CTOOString, FormatIsSizedToFit) {
 }
 
 TEST(CTOOString, TrimAppliesEveryFlagInItsOrder) {
-  const std::tuple<const char*, uint32_t, const char*> kTrim[] = {
-      {"  a b  ", 0x01, "a b  "},
-      {"  a b  ", 0x03, "a b"},
-      {"\"x\"y\"", 0x100, "x\"y"},
-      {"\"c:\\dir\\\"", 0x110, "c:\\dir"},
-      {"dir//", 0x10, "dir/"},
-      {"a \\", 0x12, "a "},
-      {"a\r\n", 0x04, "a\r"},
-      {"a\n/", 0x14, "a"},
-      {"a/\n", 0x14, "a/"},
-      {"a\n\r", 0x40, "a"},
-      {"HTTP://abc/", 0x20, "abc"},
-      {"http://", 0x20, "http://"},
-      {"abcdefg/", 0x20, "abcdefg"},
-      {"http://a//", 0x20, "a/"},
-      {"hTtP://host/\r\n", 0x60, "host"},
-      {" a b c ", 0x80, "abc"},
-      {"   ", 0x03, ""},
-      {"", 0x1FF, ""},
+  // The text between the quotes, with \r and \n for the controls.
+  const auto text = [](std::string field) {
+    field = field.substr(1, field.size() - 2);
+    for (const auto& [escape, control] : {std::make_pair("\\r", "\r"), std::make_pair("\\n", "\n")})
+      for (size_t at = field.find(escape); at != std::string::npos; at = field.find(escape, at))
+        field.replace(at, 2, control);
+    return field;
   };
-  for (const auto& [text, flags, expected] : kTrim) {
-    CTOOString s(text);
-    s.Trim(flags);
-    EXPECT_STREQ(s.c_str(), expected) << '"' << text << "\" 0x" << std::hex << flags;
+  const cmskit_testing::Table table("tools/cases.txt");
+  for (const cmskit_testing::Row& row : table.Rows("trim")) {
+    CTOOString s(text(row[0]).c_str());
+    s.Trim(static_cast<uint32_t>(std::stoul(row[1], nullptr, 0)));
+    EXPECT_EQ(std::string(s.c_str()), text(row[2])) << row.where;
   }
   const CTOOString original("no spaces");
   CTOOString copy(original);

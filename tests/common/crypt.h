@@ -1,0 +1,68 @@
+// Provider and key handles that release themselves, session keys from their
+// plain bytes and key parameters, for the suites that decrypt.
+#ifndef CMSKIT_TESTS_COMMON_CRYPT_H
+#define CMSKIT_TESTS_COMMON_CRYPT_H
+
+#include <cstring>
+
+#include "cmskit/cmskit.h"
+#include "common/bytes.h"
+
+namespace cmskit_testing {
+
+template <class Handle, BOOL (*Release)(Handle)>
+class Owned {
+ public:
+  Owned() = default;
+  explicit Owned(Handle h) : handle(h) {}
+  ~Owned() { Reset(); }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  void Reset(Handle h = 0) {
+    if (handle) Release(handle);
+    handle = h;
+  }
+  Handle handle = 0;
+};
+inline BOOL ReleaseProvider(HCRYPTPROV prov) { return CryptReleaseContext(prov, 0); }
+using ProviderHandle = Owned<HCRYPTPROV, ReleaseProvider>;
+using KeyHandle = Owned<HCRYPTKEY, CryptDestroyKey>;
+
+inline bool AcquireVerifyContext(DWORD type, ProviderHandle& prov) {
+  return CryptAcquireContextA(&prov.handle, nullptr, nullptr, type, CRYPT_VERIFYCONTEXT) != FALSE;
+}
+
+inline Bytes PlainKeyBlob(ALG_ID algorithm, const Bytes& keyBytes) {
+  const BLOBHEADER header{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
+  const DWORD length = static_cast<DWORD>(keyBytes.size());
+  Bytes blob(sizeof header + sizeof length);
+  memcpy(blob.data(), &header, sizeof header);
+  memcpy(blob.data() + sizeof header, &length, sizeof length);
+  return Cat({blob, keyBytes});
+}
+// A session key from its plain bytes; 0 when the provider refuses it.
+inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& keyBytes) {
+  const Bytes blob = PlainKeyBlob(algorithm, keyBytes);
+  HCRYPTKEY key = 0;
+  return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
+}
+
+// A key parameter by the size-query protocol (KP_IV: the key's current IV).
+inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
+  DWORD length = 0;
+  if (!CryptGetKeyParam(key, param, nullptr, &length, 0)) return Bytes();
+  Bytes value(length);
+  if (!CryptGetKeyParam(key, param, value.data(), &length, 0)) return Bytes();
+  value.resize(length);
+  return value;
+}
+
+// `plain` with the CBC padding that a missing final call leaves in place.
+inline Bytes WithPadding(const Bytes& plain, size_t block) {
+  const size_t pad = block - plain.size() % block;
+  return Cat({plain, Bytes(pad, static_cast<BYTE>(pad))});
+}
+
+}  // namespace cmskit_testing
+
+#endif
