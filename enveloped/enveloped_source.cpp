@@ -51,7 +51,8 @@ IdentObj EnvelopedSource::ReadBytes(uint64_t count) {
 
 IdentObj EnvelopedSource::ReadElement() {
   const ASNTHeader header = ReadHeader();
-  const uint64_t total = header.size + ContentsLength(header);
+  uint64_t total = 0;
+  Check(reader_.ElementSize(header, total));
   position_ = header.start;
   return ReadBytes(total);
 }

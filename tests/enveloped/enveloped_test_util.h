@@ -36,6 +36,7 @@ using cmskit_testing::AcquireVerifyContext;
 using cmskit_testing::ImportPlainKey;
 using cmskit_testing::KeyHandle;
 using cmskit_testing::KeyParam;
+using cmskit_testing::Owned;
 using cmskit_testing::PlainKeyBlob;
 using cmskit_testing::ProviderHandle;
 using cmskit_testing::TempDir;

@@ -158,13 +158,11 @@ TEST(SignDataStream, DeliversTheContentWithoutDetachingIt) {
       return got.size() < stopAfter;
     }
   };
-  const Bytes content = Pattern(9000);
-  FileMessage plain(PlainMessage(content));
-  FileMessage segmented(StreamedMessage(
-      {Bytes(content.begin(), content.begin() + 4096), Bytes(content.begin() + 4096, content.end())}));
+  FileMessage plain(Octets("$plain9000")), segmented(Octets("$segmented"));
   SignData inMemory;
   ASSERT_TRUE(ReadMemory(inMemory, plain.bytes));
   for (SignData* message : {&plain.message, &segmented.message, &inMemory}) {
+    const Bytes content = Octets(message == &segmented.message ? "$segments" : "~9000");
     Collect sink;
     int error = -1;
     EXPECT_TRUE(message->StreamContent(sink, &error));
