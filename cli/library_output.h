@@ -1,6 +1,6 @@
 // A file name the library can write a result to, whose bytes reach a
-// ByteSink of the tool: the library's file writers do not report a failed
-// final flush or close, so the tool never lets them write a real output.
+// ByteSink of the tool that cannot take a whole file (standard output, a
+// device, a filter that must see the bytes).
 //
 // POSIX: the name is a named pipe in a private folder, drained by a thread
 // into the sink while the library writes (constant memory, and the sink sees

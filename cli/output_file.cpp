@@ -72,9 +72,18 @@ OutputFile::~OutputFile() {
 
 void OutputFile::Write(const uint8_t* data, size_t size) {
   if (size == 0) return;
-  if (!file_) throw OperationError(6, "cannot write " + name_);
+  if (!file_ || handedOver_) throw OperationError(6, "cannot write " + name_);
   errno = 0;
   if (std::fwrite(data, 1, size, file_) != size) ThrowErrno(errno, "cannot write " + name_);
+}
+
+const char* OutputFile::HandOverFile() {
+  if (temp_.empty() || committed_) return nullptr;
+  if (!handedOver_) {
+    Close();
+    handedOver_ = true;
+  }
+  return temp_.c_str();
 }
 
 void OutputFile::Close() {

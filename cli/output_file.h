@@ -30,6 +30,10 @@ class OutputFile : public ByteSink {
   OutputFile& operator=(const OutputFile&) = delete;
 
   void Write(const uint8_t* data, size_t size) override;
+  // The temporary file of a regular target, closed empty, for the library to
+  // write (the library's writers flush and report a full disk); Commit then
+  // renames it as it would its own. Null for a stream.
+  const char* HandOverFile() override;
   // Flushes and closes, each checked; the target is not replaced yet. For a
   // command with several outputs: close all, then commit all.
   void Close();
@@ -47,6 +51,7 @@ class OutputFile : public ByteSink {
   std::string temp_;
   FILE* file_ = nullptr;
   bool standard_ = false;
+  bool handedOver_ = false;
   bool committed_ = false;
 };
 
