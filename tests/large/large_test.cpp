@@ -276,8 +276,9 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   const uint64_t plain = kStreamedSize, cipher = plain + 16;
   std::error_code error;
   const auto space = std::filesystem::space(dir.Path(""), error);
-  if (error || space.available < cipher + kGiB)
-    GTEST_SKIP() << "needs " << (cipher + kGiB) / kGiB << " GiB free for the encrypted content";
+  const uint64_t needed = cipher + kGiB + (OnPosix() ? 0 : plain);
+  if (error || space.available < needed)
+    GTEST_SKIP() << "needs " << needed / kGiB << " GiB free for the encrypted content and its plaintext";
   ProviderHandle prov;
   ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
   const Bytes keyBytes = Pattern(16, 7), iv = Pattern(16, 8);
@@ -329,7 +330,9 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
 
   KeyHandle decrypting(ImportPlainKey(prov.handle, CALG_AES_128, keyBytes));
   ASSERT_TRUE(cmskit::DecryptKeyParam(decrypting.handle, content.contentEncryptionAlgorithm));
-  const std::string target = OnPosix() ? dir.Path("plain.fifo") : NullDevice();
+  // Elsewhere (Windows, Wine) the plaintext goes to a file of its own: the
+  // runtime cannot open the null device in the commit mode decryption uses.
+  const std::string target = dir.Path(OnPosix() ? "plain.fifo" : "plain.bin");
   ToSignStruct narrowOut;
   narrowOut.flags = ToSignStruct::kInFile;
   narrowOut.data = const_cast<char*>(NullDevice());
@@ -348,10 +351,20 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   out.flags = ToSignStruct::kInFile;
   out.data = const_cast<char*>(target.c_str());
   EXPECT_TRUE(cmskit::DecryptContent64(decrypting.handle, content, out)) << GetLastError();
-  if (!pipe) return;
-  pipe->Join();
-  EXPECT_EQ(seen, plain);
-  EXPECT_EQ(zeros, plain);
+  if (pipe) {
+    pipe->Join();
+    EXPECT_EQ(seen, plain);
+    EXPECT_EQ(zeros, plain);
+    return;
+  }
+  EXPECT_EQ(std::filesystem::file_size(target), plain);
+  std::ifstream in(target, std::ios::binary);
+  std::vector<char> ends(4096);
+  for (const uint64_t at : {uint64_t{0}, plain - ends.size()}) {
+    in.seekg(static_cast<std::streamoff>(at));
+    in.read(ends.data(), static_cast<std::streamsize>(ends.size()));
+    EXPECT_EQ(std::count(ends.begin(), ends.end(), 0), static_cast<std::ptrdiff_t>(ends.size())) << at;
+  }
 }
 
 // A file just over 4 GiB to Base64 and back, through two pipes: nothing is
