@@ -17,7 +17,9 @@ namespace cmskit_cli {
 
 namespace {
 
-constexpr size_t kBlock = 1 << 16;
+// The library writes a group of blocks at a time; a pipe and drain reads as
+// large spare the two threads from taking turns every 64 KiB.
+constexpr size_t kBlock = 1 << 20;
 
 void CloseEnd(int& end) {
   if (end >= 0) close(end);
@@ -36,6 +38,9 @@ LibraryOutput::LibraryOutput(ByteSink& sink) : sink_(sink), path_(folder_.File("
     CloseEnd(readEnd_);
     ThrowErrno(error, "cannot open the pipe " + path_);
   }
+#ifdef F_SETPIPE_SZ
+  fcntl(writeEnd_, F_SETPIPE_SZ, static_cast<int>(kBlock));  // a larger pipe where the system allows one
+#endif
   drain_ = std::thread([this] { Drain(); });
 }
 
