@@ -40,6 +40,33 @@ void CheckWriters(SignData& message, const std::string& outPath) {
   Require(fromFile.signerInfos == fromMemory.signerInfos);
 }
 
+// The 64-bit reader takes what the 32-bit one takes, and finds the same;
+// StreamContent hands over what DetachData gives.
+void CheckWide(const std::string& inPath, DWORD consumed, const SignData& narrow) {
+  SignData wide;
+  int error = -1;
+  CTOOFile file(inPath.c_str(), "rb");
+  Require(wide.ReadObject64(file, 0, &error) == consumed && error == 0);
+  const ToSignStruct64 range = wide.GetDataInfo64(), expected(narrow.GetDataInfo());
+  Require(range.flags == expected.flags && range.begin == expected.begin && range.end == expected.end);
+  struct Collect : ContentSink {
+    std::vector<BYTE> got;
+    bool Take(const BYTE* data, size_t size) override {
+      got.insert(got.end(), data, data + size);
+      return true;
+    }
+  } streamed;
+  const bool streamOk = wide.StreamContent(streamed, nullptr);
+  ToSignStruct64 out;
+  if (!wide.DetachData64(out, nullptr)) {
+    delete[] static_cast<BYTE*>(out.data);
+    return;
+  }
+  const BYTE* bytes = static_cast<const BYTE*>(out.data);
+  Require(streamOk && out.begin == 0 && std::vector<BYTE>(bytes, bytes + out.end) == streamed.got);
+  delete[] bytes;
+}
+
 void CheckDetach(SignData& message) {
   ToSignStruct out;
   if (message.DetachData(out, nullptr)) Require(out.begin == 0 && out.end <= 0x7FFFFFFF);
@@ -64,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Require(error == 0 && consumed <= size);
   const ToSignStruct& content = message.GetDataInfo();
   if (content.flags & ToSignStruct::kInFile) Require(content.begin <= content.end && content.end <= size);
+  CheckWide(inPath, consumed, message);
   CheckWriters(message, outPath);
   CheckDetach(message);
   return 0;
