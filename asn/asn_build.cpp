@@ -99,16 +99,6 @@ DWORD ASNTSmallInteger(const IdentObj& value) {
   return result;
 }
 
-int ASNTBoundedHeader(const BYTE* data, uint64_t size, ASNTElementInfo& info, uint64_t& total) {
-  info = ASNTElementInfo{};
-  ASNTReader reader(data, size, kASNTMemoryForm);
-  ASNTHeader header;
-  int status = reader.ReadHeader(0, header);
-  if (status == 0) status = reader.ElementSize(header, total);
-  if (status == 0) info = header.Info(data);
-  return status;
-}
-
 int ASNTOctetStringValue(const BYTE* data, uint64_t size, IdentObj& out) {
   // Measured first, so the content (the bulk of a message) is copied once.
   uint64_t length = 0;

@@ -41,11 +41,6 @@ IdentObj ASNTWrapExplicit(uint32_t tagNumber, const IdentObj& inner);
 // number.
 DWORD ASNTSmallInteger(const IdentObj& value);
 
-// The header of the whole element at data[0 .. size) with its extent
-// checked to lie inside it: a definite length must fit, an indefinite one
-// must close. `total` receives header plus contents. Returns a status.
-int ASNTBoundedHeader(const BYTE* data, uint64_t size, ASNTElementInfo& info, uint64_t& total);
-
 // The octets of the OCTET STRING at data[0 .. size): the contents of a
 // primitive one, the segments' contents joined for a constructed one.
 // Returns a status; never reads outside the range.

@@ -1,7 +1,6 @@
 // Object identifier text and contents. Arcs are read like "%d" reads them and
 // printed "%d" (first two) and "%lu" (the rest, 32-bit): the first
 // sub-identifier is split by 40 whatever its size.
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -40,6 +39,18 @@ bool PutSubIdentifier(uint64_t value, BYTE* out, uint32_t* used) {
   return true;
 }
 
+// Every signer info and certificate names algorithms by OID, so the readers
+// format arcs often enough for the formatted-output machinery to show.
+void AppendDecimal(std::string& text, uint32_t value) {
+  char digits[10];
+  int count = 0;
+  do {
+    digits[count++] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  while (count > 0) text += digits[--count];
+}
+
 }  // namespace
 
 uint32_t ASNTOidFromText(const char* text, uint32_t length, BYTE* out) {
@@ -62,7 +73,6 @@ uint32_t ASNTOidFromText(const char* text, uint32_t length, BYTE* out) {
 IdentObj ASNTOidToText(const BYTE* contents, uint32_t length) {
   std::string text;
   text.reserve(uint64_t{length} * 3 + 8 < 0x10000 ? length * 3 + 8 : 0x10000);
-  char arc[32];
   uint32_t value = 0;
   bool first = true;
   for (uint32_t i = 0; i < length; ++i) {
@@ -70,12 +80,14 @@ IdentObj ASNTOidToText(const BYTE* contents, uint32_t length) {
     if ((contents[i] & 0x80) && i + 1 < length) continue;
     if (first) {
       const uint32_t high = value / 40;
-      snprintf(arc, sizeof arc, "%d.%d", static_cast<int>(high), static_cast<int>(value - 40 * high));
+      AppendDecimal(text, high);
+      text += '.';
+      AppendDecimal(text, value - 40 * high);
       first = false;
     } else {
-      snprintf(arc, sizeof arc, ".%lu", static_cast<unsigned long>(value));
+      text += '.';
+      AppendDecimal(text, value);
     }
-    text += arc;
     value = 0;
   }
   return IdentObj(text.data(), static_cast<uint32_t>(text.size()));

@@ -77,15 +77,12 @@ int ASNTMeasureZeroTerminated(const BYTE* contents, uint64_t size, uint64_t& len
   return MeasureZeroTerminated(contents, 0, size, length);
 }
 
-ASNTElementInfo ASNTHeader::Info(const BYTE* at) const {
-  const uint32_t narrow = indefinite ? kASNTIndefinite : static_cast<uint32_t>(length);
-  return ASNTElementInfo{tagClass, constructed, tagNumber, narrow, at ? at + size : nullptr};
-}
-
 int ASNTParseHeader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form, ASNTHeader& header) {
-  ASNTHeader parsed;
-  parsed.start = header.start;
   if (!data || size < 2) return kStatusCorrupt;
+  // Parsed into a local and stored field by field: the readers call this
+  // for every element, and copying the whole record at once stalls on the
+  // narrow stores that just filled it.
+  ASNTHeader parsed;
   parsed.tagClass = data[0] & 0xC0;
   parsed.constructed = data[0] & kASNTConstructed;
   parsed.tagNumber = data[0] & kHighTag;
@@ -98,8 +95,34 @@ int ASNTParseHeader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form,
   }
   const int status = ParseLength(data, size, form, at, parsed);
   if (status != 0 && status != kStatusTooLarge) return status;
-  parsed.size = static_cast<uint32_t>(at);
-  header = parsed;
+  header.size = static_cast<uint32_t>(at);
+  header.tagClass = parsed.tagClass;
+  header.constructed = parsed.constructed;
+  header.tagNumber = parsed.tagNumber;
+  header.indefinite = parsed.indefinite;
+  header.zeroTerminated = parsed.zeroTerminated;
+  header.length = parsed.length;
+  header.lengthOctets = parsed.lengthOctets;
+  return status;
+}
+
+int ASNTBoundedHeader(const BYTE* data, uint64_t size, ASNTElementInfo& info, uint64_t& total) {
+  info = ASNTElementInfo{};
+  ASNTHeader header;
+  int status = ASNTParseHeader(data, size, kASNTMemoryForm, header);
+  if (status != 0) return status;
+  if (header.indefinite) {
+    // Only an indefinite length needs the nested headers walked; readers
+    // call this for every certificate and signer, so the common definite
+    // case stays arithmetic.
+    ASNTReader reader(data, size, kASNTMemoryForm);
+    status = reader.ElementSize(header, total);
+  } else {
+    const uint64_t extent = header.length + (header.zeroTerminated ? 2 : 0);
+    if (extent > size - header.size) return kStatusCorrupt;
+    total = header.size + extent;
+  }
+  if (status == 0) info = header.Info(data);
   return status;
 }
 

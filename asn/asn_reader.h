@@ -47,12 +47,15 @@ constexpr ASNTHeaderForm kASNTWideForm{8, true, false, false};
 struct ASNTHeader {
   uint64_t start = 0;  // position of the identifier octet
   uint32_t size = 0;   // identifier and length octets
+  // tagClass and constructed are kept apart on purpose: copied out as one
+  // word right after the parser stored them as two bytes, they stalled the
+  // readers' hottest loop.
   uint8_t tagClass = 0;
-  uint8_t constructed = 0;
-  uint32_t tagNumber = 0;
   // Constructed and closed by end-of-contents octets; `length` is then
   // unknown until measured.
   bool indefinite = false;
+  uint8_t constructed = 0;
+  uint32_t tagNumber = 0;
   // Primitive with the indefinite marker, measured: `length` octets of
   // contents, then the two zero octets that close them.
   bool zeroTerminated = false;
@@ -70,7 +73,13 @@ struct ASNTHeader {
   bool Is(uint8_t cls, uint32_t number) const { return tagClass == cls && tagNumber == number; }
   // The codec's view: a 32-bit length (kASNTIndefinite for an indefinite
   // one) and the contents pointer for a header parsed at `at`.
-  ASNTElementInfo Info(const BYTE* at) const;
+  // Inline so that callers build the result in place: returned through
+  // memory it was stored piecewise and reloaded whole, a stall on every
+  // element.
+  ASNTElementInfo Info(const BYTE* at) const {
+    const uint32_t narrow = indefinite ? kASNTIndefinite : static_cast<uint32_t>(length);
+    return ASNTElementInfo{tagClass, constructed, tagNumber, narrow, at ? at + size : nullptr};
+  }
 };
 
 // Parses identifier and length octets at data[0 .. size) under `form`.
@@ -79,6 +88,13 @@ struct ASNTHeader {
 // with tellTooLarge, kStatusTooLarge for up to eight length octets whose
 // value needs more than 32 bits (`length` then holds it).
 int ASNTParseHeader(const BYTE* data, uint64_t size, const ASNTHeaderForm& form, ASNTHeader& header);
+
+// The header of the whole element at data[0 .. size) with its extent
+// checked to lie inside it: a definite length must fit, an indefinite one
+// must close. `total` receives header plus contents. Returns a status.
+// Defined beside the parser so that the common definite case compiles
+// into one pass over the octets.
+int ASNTBoundedHeader(const BYTE* data, uint64_t size, ASNTElementInfo& info, uint64_t& total);
 
 // Contents of a primitive element with the indefinite marker, from their
 // first octet: the octets before the first pair of zero octets; 206 when

@@ -1,6 +1,7 @@
 // Reading one ContentInfo/SignedData held in memory.
 #include "asn/asn_build.h"
 #include "asn/asn_element.h"
+#include "asn/asn_reader.h"
 #include "cmskit/sign_data.h"
 #include "platform/win32.h"
 #include "signed/signed_oids.h"
@@ -226,11 +227,9 @@ int SignData::ReadElementSet(const ASNTSpan& element, uint32_t tagNumber, std::l
   while (status == 0 && position < end) {
     ASNTElementInfo item{};
     const BYTE* at = element.data + position;
-    status = ASNTReadHeader(item, at, static_cast<DWORD>(end - position));
-    if (status != 0 || item.length == 0) break;
     uint64_t extent = 0;
     status = ASNTBoundedHeader(at, end - position, item, extent);
-    if (status != 0) break;
+    if (status != 0 || item.length == 0) break;
     out.emplace_back(at, static_cast<uint32_t>(extent));
     position += extent;
   }
