@@ -9,6 +9,7 @@
 #include "cmskit/encrypted_content_info.h"
 #include "cmskit/status.h"
 #include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_stream.h"
 #include "enveloped/enveloped_support.h"
 #include "tools/block_copy.h"
 #include "tools/boundary.h"
@@ -81,13 +82,26 @@ void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
 }
 
 uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool wide) {
+  const uint64_t total = WriteEncryptedContentHead(source, file, wide, kWriteOrigin);
+  const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
+  if (!inFile)
+    WriteBytes(file, source.encryptedContent, kWriteOrigin);
+  else if (source.GetContentLength64() != 0)
+    CopyFromSourceFile(file, source);
+  if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
+  return total;
+}
+
+}  // namespace
+
+uint64_t WriteEncryptedContentHead(const EncryptedContentInfo& source, CTOOFile& file, bool wide,
+                                   const char* origin) {
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
   const uint64_t contentLength = inFile ? source.GetContentLength64() : source.encryptedContent.size();
-  const IdentObj type =
-      ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin);
+  const IdentObj type = ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), origin);
   int status = 0;
   const IdentObj algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
-  if (status != 0) ASNTRaise(status, kWriteOrigin);
+  if (status != 0) ASNTRaise(status, origin);
   IdentObj contentHeader;
   if (contentLength != 0) {
     const uint8_t constructed =
@@ -96,22 +110,13 @@ uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool w
   }
   const uint64_t inner = type.size() + algorithm.size() + contentHeader.size() + contentLength;
   const IdentObj header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
-  if (!wide && header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, kWriteOrigin);
+  if (!wide && header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, origin);
 
   for (const IdentObj* piece :
        std::initializer_list<const IdentObj*>{&header, &type, &algorithm, &contentHeader})
-    WriteBytes(file, *piece, kWriteOrigin);
-  if (contentLength != 0) {
-    if (inFile)
-      CopyFromSourceFile(file, source);
-    else
-      WriteBytes(file, source.encryptedContent, kWriteOrigin);
-  }
-  if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
+    WriteBytes(file, *piece, origin);
   return header.size() + inner;
 }
-
-}  // namespace
 
 DWORD EncryptedContentInfo::ReadObject(const CTOOFile& file) {
   uint64_t consumed = 0;
