@@ -22,6 +22,10 @@ void CommandAttach(const std::string& detached, const std::string& content, cons
                    const Feedback& feedback);
 void CommandDecrypt(const std::string& input, const std::string& certificate, const std::string& key,
                     const std::string& output, const Feedback& feedback);
+// The cipher's name empty: GOST 28147-89 when a recipient has a GOST key,
+// else AES-256.
+void CommandEncrypt(const std::string& content, const std::vector<std::string>& certificates,
+                    const std::string& cipher, const std::string& output, const Feedback& feedback);
 void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,
                    const Feedback& feedback);
 void CommandRewrite(const std::string& input, const std::string& output, const Feedback& feedback);

@@ -82,40 +82,43 @@ void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
 }
 
 uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool wide) {
-  const uint64_t total = WriteEncryptedContentHead(source, file, wide, kWriteOrigin);
+  const EncryptedContentHead head = EncodeEncryptedContentHead(source, wide, false, kWriteOrigin);
+  WriteEncryptedContentHead(head, file, kWriteOrigin);
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
   if (!inFile)
     WriteBytes(file, source.encryptedContent, kWriteOrigin);
   else if (source.GetContentLength64() != 0)
     CopyFromSourceFile(file, source);
   if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
-  return total;
+  return head.total;
 }
 
 }  // namespace
 
-uint64_t WriteEncryptedContentHead(const EncryptedContentInfo& source, CTOOFile& file, bool wide,
-                                   const char* origin) {
+EncryptedContentHead EncodeEncryptedContentHead(const EncryptedContentInfo& source, bool wide,
+                                                bool keepEmptyContent, const char* origin) {
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
   const uint64_t contentLength = inFile ? source.GetContentLength64() : source.encryptedContent.size();
-  const IdentObj type = ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), origin);
+  EncryptedContentHead head;
+  head.type = ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), origin);
   int status = 0;
-  const IdentObj algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
+  head.algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
   if (status != 0) ASNTRaise(status, origin);
-  IdentObj contentHeader;
-  if (contentLength != 0) {
+  if (contentLength != 0 || keepEmptyContent) {
     const uint8_t constructed =
         (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
-    contentHeader = ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength);
+    head.contentHeader = ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength);
   }
-  const uint64_t inner = type.size() + algorithm.size() + contentHeader.size() + contentLength;
-  const IdentObj header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
-  if (!wide && header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, origin);
+  const uint64_t inner = head.type.size() + head.algorithm.size() + head.contentHeader.size() + contentLength;
+  head.header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
+  head.total = head.header.size() + inner;
+  if (!wide && head.total > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, origin);
+  return head;
+}
 
-  for (const IdentObj* piece :
-       std::initializer_list<const IdentObj*>{&header, &type, &algorithm, &contentHeader})
+void WriteEncryptedContentHead(const EncryptedContentHead& head, CTOOFile& file, const char* origin) {
+  for (const IdentObj* piece : {&head.header, &head.type, &head.algorithm, &head.contentHeader})
     WriteBytes(file, *piece, origin);
-  return header.size() + inner;
 }
 
 DWORD EncryptedContentInfo::ReadObject(const CTOOFile& file) {

@@ -29,7 +29,9 @@ void RefuseOwnContentFile(const EnvelopedData& source, const CTOOFile& file) {
 
 uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
   RefuseOwnContentFile(source, file);
-  return StreamEnvelopedData(source, file, wide, [&source](CTOOFile& target) {
+  const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize64();
+  if (contentSize == 0) ASNTRaise(kStatusCorrupt, kWriteOrigin);
+  return StreamEnvelopedData(source, file, wide, contentSize, [&source](CTOOFile& target) {
     const uint64_t written = source.encryptedContentInfo.WriteObject64(target);
     if (written == 0) RaiseLastError(kWriteOrigin);
     return written;
@@ -38,11 +40,9 @@ uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
 
 }  // namespace
 
-uint64_t StreamEnvelopedData(const EnvelopedData& source, CTOOFile& file, bool wide,
+uint64_t StreamEnvelopedData(const EnvelopedData& source, CTOOFile& file, bool wide, uint64_t contentSize,
                              const std::function<uint64_t(CTOOFile&)>& writeContentInfo) {
   const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
-  const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize64();
-  if (contentSize == 0) ASNTRaise(kStatusCorrupt, kWriteOrigin);
 
   const uint64_t innerLength = uint64_t{parts.version.size()} + parts.originator.size() +
                                parts.recipients.size() + contentSize + parts.attributes.size();

@@ -13,16 +13,25 @@
 
 namespace cmskit {
 
-// Writes everything of `source`'s encoding that comes before its encrypted
-// octets (their length taken as WriteObject64 takes it); returns the length
-// of the whole encoding, octets included. Failures raise their status.
-uint64_t WriteEncryptedContentHead(const EncryptedContentInfo& source, CTOOFile& file, bool wide,
-                                   const char* origin);
+// Everything of an EncryptedContentInfo's encoding that comes before its
+// encrypted octets (their length taken as WriteObject64 takes it), and the
+// length of the whole encoding, octets included.
+struct EncryptedContentHead {
+  IdentObj header, type, algorithm, contentHeader;
+  uint64_t total = 0;
+};
+
+// `keepEmptyContent` writes an empty [0] for content of length 0, where the
+// message writers leave it out (absent content is content held elsewhere).
+// Failures raise their status.
+EncryptedContentHead EncodeEncryptedContentHead(const EncryptedContentInfo& source, bool wide,
+                                                bool keepEmptyContent, const char* origin);
+void WriteEncryptedContentHead(const EncryptedContentHead& head, CTOOFile& file, const char* origin);
 
 // Writes `source` as WriteObject64 does, except that `writeContentInfo`
-// writes the encryptedContentInfo and returns how many octets it wrote,
-// which must be its GetObjectSize64(). Failures raise their status.
-uint64_t StreamEnvelopedData(const EnvelopedData& source, CTOOFile& file, bool wide,
+// writes the encryptedContentInfo, `contentInfoSize` octets, and returns how
+// many it wrote. Failures raise their status.
+uint64_t StreamEnvelopedData(const EnvelopedData& source, CTOOFile& file, bool wide, uint64_t contentInfoSize,
                              const std::function<uint64_t(CTOOFile&)>& writeContentInfo);
 
 }  // namespace cmskit

@@ -47,11 +47,13 @@ uint64_t Encrypt(CTOOFile& content, const CERT_CONTEXT* const* recipients, DWORD
   const uint64_t encryptedSize = key.EncryptedSize(plainSize);
   info.SetContentRange64(0, encryptedSize);
 
-  return StreamEnvelopedData(message, target, true, [&](CTOOFile& file) {
-    const uint64_t total = WriteEncryptedContentHead(info, file, true, kOrigin);
+  // Empty content is still there, empty: an absent one would be held elsewhere.
+  const EncryptedContentHead head = EncodeEncryptedContentHead(info, true, true, kOrigin);
+  return StreamEnvelopedData(message, target, true, head.total, [&](CTOOFile& file) {
+    WriteEncryptedContentHead(head, file, kOrigin);
     if (EncryptBlocks(key.key(), content, plainSize, file) != encryptedSize)
       ASNTRaise(kStatusCorrupt, kOrigin);
-    return total;
+    return head.total;
   });
 }
 
