@@ -52,12 +52,18 @@ cmskit::ContentCipher ChooseCipher(const std::string& name, const std::vector<Ce
                 {"aes256", cmskit::ContentCipher::kAes256},
                 {"des3", cmskit::ContentCipher::kDes3},
                 {"gost89", cmskit::ContentCipher::kGost28147}};
-  for (const auto& entry : kNames)
-    if (name == entry.name) return entry.cipher;
-  if (!name.empty()) throw UsageError("unknown cipher '" + name + "'");
-  for (const Certificate& recipient : recipients)
-    if (IsGostKey(*recipient)) return cmskit::ContentCipher::kGost28147;
-  return cmskit::ContentCipher::kAes256;
+  bool gost = false;
+  for (const Certificate& recipient : recipients) gost = gost || IsGostKey(*recipient);
+  if (name.empty()) return gost ? cmskit::ContentCipher::kGost28147 : cmskit::ContentCipher::kAes256;
+  for (const auto& entry : kNames) {
+    if (name != entry.name) continue;
+    // The GOST key transport wraps 32-byte keys only.
+    if (gost && entry.cipher != cmskit::ContentCipher::kGost28147 &&
+        entry.cipher != cmskit::ContentCipher::kAes256)
+      throw UsageError("GOST recipients need --cipher gost89 or aes256");
+    return entry.cipher;
+  }
+  throw UsageError("unknown cipher '" + name + "'");
 }
 
 }  // namespace

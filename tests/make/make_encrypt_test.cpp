@@ -148,6 +148,7 @@ TEST_F(MakeEncryptInterop, ToolEncryptsThroughPipesAndFailsCleanly) {
     EXPECT_NE(std::string::npos, Read("out.txt").find("gost28147")) << Read("out.txt");
     ExpectDecrypts(P("mixed.der"), gost, plain);
     ExpectDecrypts(P("mixed.der"), rsa, plain);
+    EXPECT_EQ(2, Tool("encrypt plain -r rsa.pem -r gost2012_512.pem --cipher aes128 -o kept.der"));
   }
 
   Recipient("ec -pkeyopt ec_paramgen_curve:prime256v1", "ec");
@@ -244,6 +245,15 @@ TEST_F(MakeEncryptCommitted, FixedKeyAndIvGiveTheExactMessage) {
     EXPECT_EQ(ToHex(expected), ToHex(made));
     EXPECT_EQ(0x04u, encryptedKey.front());
     EXPECT_EQ(260u, encryptedKey.size());
+    if (!gost) continue;
+    // The size an encrypting caller is told ahead (a GOST-only measure) is what was written.
+    ProviderHandle prov;
+    ASSERT_TRUE(AcquireVerifyContext(PROV_GOST_2012_256, prov));
+    const KeyHandle gostKey(ImportPlainKey(prov.handle, CALG_G28147, Hex(key)));
+    char gostOid[] = "1.2.643.2.2.21";
+    ASSERT_TRUE(cmskit::EncryptKeySetParam(gostKey.handle, prov.handle, gostOid, Obj(Hex(form.iv))));
+    EXPECT_EQ(message.encryptedContentInfo.GetObjectSize64(),
+              cmskit::EncryptedContentInfo().GetEncryptSize64(gostKey.handle, 21, 0));
   }
 }
 
