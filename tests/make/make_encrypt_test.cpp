@@ -77,14 +77,16 @@ class MakeEncryptInterop : public CliTest {
     EXPECT_TRUE(Shell("openssl cms " + engine + "-decrypt -binary -inform DER -in " + message + " -inkey " +
                       P(name + ".key") + " -recip " + P(name + ".pem") + " -out " + P("openssl.out")));
     EXPECT_EQ(plain, ReadBytes(P("openssl.out"))) << "openssl, " << name;
+    if (!kTool) return;
     EXPECT_EQ(0, Tool("decrypt " + message + " -c " + P(name + ".pem") + " -k " + P(name + ".key") + " -o " +
                       P("cmskit.out")))
         << Read("err.txt");
     EXPECT_EQ(plain, ReadBytes(P("cmskit.out"))) << "cmskit, " << name;
   }
 
+  // The library's side runs without the tool too (the sanitizer build has none).
   void SetUp() override {
-    CliTest::SetUp();
+    if (PLATFORM_PATH_SEPARATOR != '/' || !Openssl::Get().ok()) GTEST_SKIP() << "needs the openssl command";
     gost_ = Shell("openssl engine -t gost");
   }
   bool gost_ = false;
@@ -134,6 +136,7 @@ TEST_F(MakeEncryptInterop, EveryRecipientOfSeveralDecrypts) {
 // The tool: pipes both ways, the cipher following the recipient's key, and
 // failures that leave the target as it was.
 TEST_F(MakeEncryptInterop, ToolEncryptsThroughPipesAndFailsCleanly) {
+  if (!Usable()) GTEST_SKIP() << "needs the cmskit tool";
   const std::string rsa = Recipient("rsa:2048", "rsa");
   const Bytes plain = Pattern(70000, 7);
   WriteBytes(P("plain"), plain);
