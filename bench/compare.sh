@@ -9,11 +9,12 @@
 #                                                 and openssl cms -verify -noverify
 #   - verifying a detached message in memory      vs OpenSSL d2i_CMS_ContentInfo + CMS_verify
 #   - decrypting an enveloped file to a file      vs openssl cms -decrypt
+#   - encrypting a file (AES-128, one RSA holder) vs openssl cms -encrypt
 #   - Base64 encode and decode of a message file  vs coreutils base64
 # Every input is made with openssl at run time in a temporary folder.
 # Builds into build/bench (Release) unless CMSKIT_BENCH_BUILD names another.
 # Sizes (MiB): CMSKIT_BENCH_MIB (streamed file, 1024), CMSKIT_BENCH_DECRYPT_MIB
-# (100), CMSKIT_BENCH_BASE64_MIB (256); CMSKIT_BENCH_REPS runs per file row (3,
+# (100, also the encrypted file), CMSKIT_BENCH_BASE64_MIB (256); CMSKIT_BENCH_REPS runs per file row (3,
 # the median time, or the best in-memory rate, is shown). Needs /usr/bin/time (Debian package time).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -197,7 +198,18 @@ REMOVE=ours.bin measure_reps "$cli" decrypt enveloped.der -c cert.pem -k key.pem
 cmp -s ours.bin plain.bin || { echo "decryption differs from the plaintext" >&2; exit 1; }
 row "decrypt $decrypt_mib MiB file to file vs openssl cms -decrypt" MiB/s \
   "$(rate "$decrypt_mib" "$WALL")" "$(rate "$decrypt_mib" "$ssl_wall")" "$RSS" "$ssl_rss"
-rm -f ours.bin theirs.bin plain.bin enveloped.der
+rm -f ours.bin theirs.bin enveloped.der
+
+# Both write DER: openssl holds the whole content to do so, cmskit streams it.
+REMOVE=theirs.der measure_reps openssl cms -encrypt -binary -aes128 -in plain.bin -outform DER -out theirs.der \
+  cert.pem
+ssl_wall=$WALL ssl_rss=$RSS
+REMOVE=ours.der measure_reps "$cli" --quiet encrypt plain.bin -r cert.pem --cipher aes128 -o ours.der
+ssl cms -decrypt -binary -inform DER -in ours.der -inkey key.pem -recip cert.pem -out ours.bin
+cmp -s ours.bin plain.bin || { echo "the encrypted message does not decrypt to the plaintext" >&2; exit 1; }
+row "encrypt $decrypt_mib MiB file (AES-128, one RSA recipient) vs openssl cms -encrypt -binary" MiB/s \
+  "$(rate "$decrypt_mib" "$WALL")" "$(rate "$decrypt_mib" "$ssl_wall")" "$RSS" "$ssl_rss"
+rm -f ours.bin ours.der theirs.der plain.bin
 
 REMOVE=theirs.b64 measure_reps sh -c 'exec base64 b64message.der >theirs.b64'
 core_wall=$WALL core_rss=$RSS

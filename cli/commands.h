@@ -34,6 +34,10 @@ void CheckAttachedContent(const cmskit::SignData& message, const std::string& me
                           const std::string& contentPath, const std::string& contentName);
 void CommandDecrypt(const std::string& input, const std::string& certificate, const std::string& key,
                     const std::string& output, const Feedback& feedback);
+// The cipher's name empty: GOST 28147-89 when a recipient has a GOST key,
+// else AES-256.
+void CommandEncrypt(const std::string& content, const std::vector<std::string>& certificates,
+                    const std::string& cipher, const std::string& output, const Feedback& feedback);
 void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,
                    const Feedback& feedback);
 void CommandRewrite(const std::string& input, const std::string& output, const Feedback& feedback);

@@ -41,7 +41,8 @@ constexpr char kVerifyFooter[] =
     "period, key usage or revocation is checked. Exit status 0 only when every signer is valid.";
 
 struct Arguments {
-  std::vector<std::string> files, certificates;
+  std::vector<std::string> files, certificates, recipients;
+  std::string cipher;
   std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
   bool quiet = false;
@@ -143,6 +144,19 @@ void AddEnvelopedAndFiles(CLI::App& app, Arguments& a, Subcommands& out) {
   decrypt->add_option("-o,--output", a.output, "Plaintext file")->required();
   out.push_back({decrypt, [&] {
                    CommandDecrypt(a.input, a.certificate, a.key, a.output, {!a.quiet});
+                   return true;
+                 }});
+
+  auto* encrypt = app.add_subcommand("encrypt", "Encrypt content for certificate holders (DER, one pass)");
+  encrypt->add_option("CONTENT", a.content, "Content file")->required();
+  encrypt->add_option("-r,--recipient", a.recipients, "Recipient certificate (DER or PEM); repeatable")
+      ->required();
+  encrypt->add_option("--cipher", a.cipher,
+                      "aes128, aes192, aes256, des3 or gost89 (default: gost89 for GOST "
+                      "recipients, else aes256)");
+  encrypt->add_option("-o,--output", a.output, "Enveloped message")->required();
+  out.push_back({encrypt, [&] {
+                   CommandEncrypt(a.content, a.recipients, a.cipher, a.output, {!a.quiet});
                    return true;
                  }});
 

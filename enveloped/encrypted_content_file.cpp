@@ -9,6 +9,7 @@
 #include "cmskit/encrypted_content_info.h"
 #include "cmskit/status.h"
 #include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_stream.h"
 #include "enveloped/enveloped_support.h"
 #include "tools/block_copy.h"
 #include "tools/boundary.h"
@@ -81,37 +82,44 @@ void CopyFromSourceFile(CTOOFile& target, const EncryptedContentInfo& source) {
 }
 
 uint64_t StreamToFile(const EncryptedContentInfo& source, CTOOFile& file, bool wide) {
+  const EncryptedContentHead head = EncodeEncryptedContentHead(source, wide, false, kWriteOrigin);
+  WriteEncryptedContentHead(head, file, kWriteOrigin);
   const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
-  const uint64_t contentLength = inFile ? source.GetContentLength64() : source.encryptedContent.size();
-  const IdentObj type =
-      ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), kWriteOrigin);
-  int status = 0;
-  const IdentObj algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
-  if (status != 0) ASNTRaise(status, kWriteOrigin);
-  IdentObj contentHeader;
-  if (contentLength != 0) {
-    const uint8_t constructed =
-        (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
-    contentHeader = ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength);
-  }
-  const uint64_t inner = type.size() + algorithm.size() + contentHeader.size() + contentLength;
-  const IdentObj header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
-  if (!wide && header.size() + inner > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, kWriteOrigin);
-
-  for (const IdentObj* piece :
-       std::initializer_list<const IdentObj*>{&header, &type, &algorithm, &contentHeader})
-    WriteBytes(file, *piece, kWriteOrigin);
-  if (contentLength != 0) {
-    if (inFile)
-      CopyFromSourceFile(file, source);
-    else
-      WriteBytes(file, source.encryptedContent, kWriteOrigin);
-  }
+  if (!inFile)
+    WriteBytes(file, source.encryptedContent, kWriteOrigin);
+  else if (source.GetContentLength64() != 0)
+    CopyFromSourceFile(file, source);
   if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
-  return header.size() + inner;
+  return head.total;
 }
 
 }  // namespace
+
+EncryptedContentHead EncodeEncryptedContentHead(const EncryptedContentInfo& source, bool wide,
+                                                bool keepEmptyContent, const char* origin) {
+  const bool inFile = (source.flags & EncryptedContentInfo::kContentInFile) != 0;
+  const uint64_t contentLength = inFile ? source.GetContentLength64() : source.encryptedContent.size();
+  EncryptedContentHead head;
+  head.type = ASNTBuildOid(source.contentType.c_str(), source.contentType.GetLength(), origin);
+  int status = 0;
+  head.algorithm = source.contentEncryptionAlgorithm.WriteData(&status);
+  if (status != 0) ASNTRaise(status, origin);
+  if (contentLength != 0 || keepEmptyContent) {
+    const uint8_t constructed =
+        (source.flags & EncryptedContentInfo::kContentConstructed) ? kASNTConstructed : 0;
+    head.contentHeader = ASNTEncodeHeader(kASNTContext, constructed, 0, contentLength);
+  }
+  const uint64_t inner = head.type.size() + head.algorithm.size() + head.contentHeader.size() + contentLength;
+  head.header = ASNTEncodeHeader(kASNTUniversal, kASNTConstructed, kASNTSequence, inner);
+  head.total = head.header.size() + inner;
+  if (!wide && head.total > 0xFFFFFFFFull) ASNTRaise(kStatusTooLarge, origin);
+  return head;
+}
+
+void WriteEncryptedContentHead(const EncryptedContentHead& head, CTOOFile& file, const char* origin) {
+  for (const IdentObj* piece : {&head.header, &head.type, &head.algorithm, &head.contentHeader})
+    WriteBytes(file, *piece, origin);
+}
 
 DWORD EncryptedContentInfo::ReadObject(const CTOOFile& file) {
   uint64_t consumed = 0;

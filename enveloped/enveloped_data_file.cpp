@@ -8,6 +8,7 @@
 #include "enveloped/enveloped_data_parts.h"
 #include "enveloped/enveloped_data_reader.h"
 #include "enveloped/enveloped_source.h"
+#include "enveloped/enveloped_stream.h"
 #include "enveloped/enveloped_support.h"
 #include "platform/win32.h"
 #include "tools/boundary.h"
@@ -28,9 +29,20 @@ void RefuseOwnContentFile(const EnvelopedData& source, const CTOOFile& file) {
 
 uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
   RefuseOwnContentFile(source, file);
-  const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
   const uint64_t contentSize = source.encryptedContentInfo.GetObjectSize64();
   if (contentSize == 0) ASNTRaise(kStatusCorrupt, kWriteOrigin);
+  return StreamEnvelopedData(source, file, wide, contentSize, [&source](CTOOFile& target) {
+    const uint64_t written = source.encryptedContentInfo.WriteObject64(target);
+    if (written == 0) RaiseLastError(kWriteOrigin);
+    return written;
+  });
+}
+
+}  // namespace
+
+uint64_t StreamEnvelopedData(const EnvelopedData& source, CTOOFile& file, bool wide, uint64_t contentSize,
+                             const std::function<uint64_t(CTOOFile&)>& writeContentInfo) {
+  const EnvelopedDataParts parts = EncodeEnvelopedDataParts(source, kWriteOrigin);
 
   const uint64_t innerLength = uint64_t{parts.version.size()} + parts.originator.size() +
                                parts.recipients.size() + contentSize + parts.attributes.size();
@@ -45,15 +57,11 @@ uint64_t StreamMessage(const EnvelopedData& source, CTOOFile& file, bool wide) {
   for (const IdentObj* piece : {&outerHeader, &parts.contentType, &wrapperHeader, &innerHeader,
                                 &parts.version, &parts.originator, &parts.recipients})
     WriteBytes(file, *piece, kWriteOrigin);
-  const uint64_t written = source.encryptedContentInfo.WriteObject64(file);
-  if (written == 0) RaiseLastError(kWriteOrigin);
-  if (written != contentSize) ASNTRaise(kStatusWriteError, kWriteOrigin);
+  if (writeContentInfo(file) != contentSize) ASNTRaise(kStatusWriteError, kWriteOrigin);
   WriteBytes(file, parts.attributes, kWriteOrigin);
   if (!file.Flush()) ASNTRaise(file.GetStatus(), kWriteOrigin);
   return total;
 }
-
-}  // namespace
 
 DWORD EnvelopedData::ReadObject(const CTOOFile& file, int* pError) {
   EnvelopedSource source(file, kReadOrigin, false);
