@@ -24,6 +24,15 @@ void CommandDecrypt(const std::string& input, const std::string& certificate, co
                     const std::string& output, const Feedback& feedback);
 void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,
                    const Feedback& feedback);
+
+struct SignArguments {
+  std::string content, add, output, digest;
+  std::vector<std::string> certificates, keys;
+  bool detached = false;
+  bool noAttributes = false;
+};
+// A new signed message, or with `add` one more signer on that message.
+void CommandSign(const SignArguments& arguments, const Feedback& feedback);
 void CommandRewrite(const std::string& input, const std::string& output, const Feedback& feedback);
 
 }  // namespace cmskit_cli

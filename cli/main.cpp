@@ -38,6 +38,7 @@ struct Arguments {
   std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
   bool quiet = false;
+  SignArguments sign;
 };
 
 // A subcommand and what it does; run() is false when a file could not be
@@ -104,6 +105,20 @@ void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
   attach->add_option("-o,--output", a.output, "Signed message with content")->required();
   out.push_back({attach, [&] {
                    CommandAttach(a.input, a.content, a.output, {!a.quiet});
+                   return true;
+                 }});
+
+  auto* sign = app.add_subcommand("sign", "Sign a content file, or add a signer to a signed message");
+  sign->add_option("CONTENT", a.sign.content, "Content to sign (with --add: a detached message's content)");
+  sign->add_option("--add", a.sign.add, "Add the signers to this signed message");
+  sign->add_option("-c,--cert", a.sign.certificates, "Signer certificate (DER or PEM), once per signer");
+  sign->add_option("-k,--key", a.sign.keys, "Signer private key file, in the order of the certificates");
+  sign->add_flag("--detached", a.sign.detached, "Leave the content out of the message");
+  sign->add_option("--digest", a.sign.digest, "Digest algorithm (default: the one the key calls for)");
+  sign->add_flag("--no-attrs", a.sign.noAttributes, "No signed attributes: sign the content digest");
+  sign->add_option("-o,--output", a.sign.output, "Signed message")->required();
+  out.push_back({sign, [&] {
+                   CommandSign(a.sign, {!a.quiet});
                    return true;
                  }});
 

@@ -12,6 +12,7 @@
 #include "file.h"
 #include "identobj.h"
 #include "key_transport.h"
+#include "make.h"
 #include "message_files.h"
 #include "message_signer_info.h"
 #include "originator_info.h"
