@@ -21,5 +21,6 @@
 #include "status.h"
 #include "trans_recipient_info.h"
 #include "tstring.h"
+#include "verify.h"
 
 #endif

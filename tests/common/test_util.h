@@ -83,11 +83,13 @@ class Openssl {
   bool ok() const { return ok_; }
   std::string Path(const std::string& name) const { return dir_.Path(name); }
 
-  std::string Cert(const std::string& who, const std::string& extra = "") {
+  // `newkey` as `openssl req -newkey` takes it, with any -pkeyopt after it.
+  std::string Cert(const std::string& who, const std::string& extra = "",
+                   const std::string& newkey = "rsa:2048") {
     const std::string crt = Path(who + ".crt");
     if (!std::filesystem::exists(crt))
-      Shell("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=" + who + "/O=cmskit " + extra +
-            " -keyout " + Path(who + ".key") + " -out " + crt + " && openssl x509 -in " + crt +
+      Shell("openssl req -x509 -newkey " + newkey + " -nodes -days 1 -subj /CN=" + who + "/O=cmskit " +
+            extra + " -keyout " + Path(who + ".key") + " -out " + crt + " && openssl x509 -in " + crt +
             " -outform DER -out " + Path(who + ".cer"));
     return crt;
   }
