@@ -1,10 +1,10 @@
 // Adding a signer to messages the openssl command made (DER and, with
-// -stream, BER attached; DER detached: -stream always attaches): every signer verifies afterwards, and what the
-// first signer put there (its signer info, its certificate) is in the output
-// octet for octet.
+// -stream, BER attached; DER detached: -stream always attaches): every signer verifies afterwards, and what
+// the first signer put there (its signer info, its certificate) is in the output octet for octet.
 #include <gtest/gtest.h>
 
 #include "common/test_util.h"
+#include "make/library_verdicts.h"
 #include "make/make_tool_fixture.h"
 
 namespace cmskit_testing {
@@ -64,6 +64,10 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
     int error = 0;
     ASSERT_TRUE(result.ReadObject(output.data(), static_cast<DWORD>(output.size()), &error));
     EXPECT_EQ(result.signerInfos.size(), last == "once.der" ? 2u : 3u);
+    const std::vector<cmskit::SignerVerdict> verdicts =
+        LibraryVerdicts(P(last), original.detached ? P("content.bin") : "");
+    EXPECT_EQ(verdicts,
+              std::vector<cmskit::SignerVerdict>(result.signerInfos.size(), cmskit::SignerVerdict::kValid));
   }
 }
 

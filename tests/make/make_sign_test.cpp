@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "common/test_util.h"
+#include "make/library_verdicts.h"
 #include "make/make_tool_fixture.h"
 #include "make/test_signer.h"
 
@@ -69,6 +70,8 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   const Bytes made = SignWith(&key, 1, range, options, dir.Path("made.der"), error);
   EXPECT_EQ(error, 0);
   EXPECT_EQ(made, ReadBytes(TestData(form.expected)));
+  const std::vector<cmskit::SignerVerdict> valid{cmskit::SignerVerdict::kValid};
+  EXPECT_EQ(LibraryVerdicts(dir.Path("made.der"), form.detached ? contentPath : ""), valid);
   if (!Openssl::Get().ok()) return;
   // The expected message itself is one the openssl command accepts (Carl's
   // certificate, Bob's issuer, is not at hand: the chain is not checked).
@@ -149,6 +152,11 @@ TEST_F(MakeSignTool, EveryFormVerifiesWithOpenssl) {
     const bool detached = std::string(form.options) == "--detached";
     ASSERT_TRUE(OpensslVerifies("signed.der", detached ? "content.bin" : ""));
     EXPECT_EQ(ReadBytes(P("out.bin")), content);
+    const std::vector<cmskit::SignerVerdict> verdicts =
+        LibraryVerdicts(P("signed.der"), detached ? P("content.bin") : "");
+    const std::string names = form.signers;
+    const size_t count = static_cast<size_t>(std::count(names.begin(), names.end(), ' ')) + 1;
+    EXPECT_EQ(verdicts, std::vector<cmskit::SignerVerdict>(count, cmskit::SignerVerdict::kValid));
     if (detached) continue;
     ASSERT_EQ(Tool("detach signed.der extracted.bin"), 0) << Read("err.txt");
     EXPECT_EQ(ReadBytes(P("extracted.bin")), content);
