@@ -63,12 +63,12 @@ class Signers {
       signers_.push_back(keys_.back()->signer(digest));
     }
   }
-  const cmskit::SignerKey* data() const { return signers_.data(); }
+  const cmskit::SignerCredential* data() const { return signers_.data(); }
   size_t size() const { return signers_.size(); }
 
  private:
   std::vector<std::unique_ptr<SigningKey>> keys_;
-  std::vector<cmskit::SignerKey> signers_;
+  std::vector<cmskit::SignerCredential> signers_;
 };
 
 cmskit::SignOptions Options(const SignArguments& arguments) {

@@ -8,8 +8,8 @@ SigningKey::~SigningKey() {
   if (certificate_) CertFreeCertificateContext(certificate_);
 }
 
-cmskit::SignerKey SigningKey::signer(const char* digestOid) const {
-  cmskit::SignerKey key;
+cmskit::SignerCredential SigningKey::signer(const char* digestOid) const {
+  cmskit::SignerCredential key;
   key.certificate = certificate_;
   key.provider = provider_;
   key.keySpec = keySpec_;

@@ -22,7 +22,7 @@ class SigningKey {
   ~SigningKey();
 
   // The library's view of this signer, with `digestOid` (null: the key's).
-  cmskit::SignerKey signer(const char* digestOid) const;
+  cmskit::SignerCredential signer(const char* digestOid) const;
 
  private:
   PCCERT_CONTEXT certificate_ = nullptr;

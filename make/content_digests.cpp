@@ -5,7 +5,7 @@
 
 namespace cmskit {
 
-std::vector<IdentObj> SignerContentDigests(const ContentSource& source, const SignerKey* signers,
+std::vector<IdentObj> SignerContentDigests(const ContentSource& source, const SignerCredential* signers,
                                            const std::vector<std::string>& oids) {
   std::vector<IdentObj> digests(oids.size());
   for (size_t i = 0; i < oids.size(); ++i) {

@@ -16,7 +16,7 @@ namespace cmskit {
 // Element i is the digest of `source` under `oids[i]` (dotted), most
 // significant octet first, computed on signers[i]'s provider; throws
 // MakeFailure.
-std::vector<IdentObj> SignerContentDigests(const ContentSource& source, const SignerKey* signers,
+std::vector<IdentObj> SignerContentDigests(const ContentSource& source, const SignerCredential* signers,
                                            const std::vector<std::string>& oids);
 
 // Where the octets of `content` lie, for the digest.

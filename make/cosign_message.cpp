@@ -9,7 +9,7 @@
 
 namespace cmskit {
 
-uint64_t CoSignMessage64(SignData& message, const ToSignStruct64* content, const SignerKey* signers,
+uint64_t CoSignMessage64(SignData& message, const ToSignStruct64* content, const SignerCredential* signers,
                          size_t count, const SignOptions& options, CTOOFile& file, int* pError) {
   uint64_t written = 0;
   RunMaking(pError, [&] {

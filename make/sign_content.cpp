@@ -7,7 +7,7 @@
 
 namespace cmskit {
 
-uint64_t SignContent64(const ToSignStruct64& content, const SignerKey* signers, size_t count,
+uint64_t SignContent64(const ToSignStruct64& content, const SignerCredential* signers, size_t count,
                        const SignOptions& options, CTOOFile& file, int* pError) {
   uint64_t written = 0;
   RunMaking(pError, [&] {

@@ -31,11 +31,11 @@ void AddDigestAlgorithm(SignData& message, const std::string& oid) {
 
 }  // namespace
 
-std::vector<std::string> SignerDigests(const SignerKey* signers, size_t count) {
+std::vector<std::string> SignerDigests(const SignerCredential* signers, size_t count) {
   if (!signers || count == 0) FailWith(ERROR_INVALID_PARAMETER);
   std::vector<std::string> oids;
   for (size_t i = 0; i < count; ++i) {
-    const SignerKey& signer = signers[i];
+    const SignerCredential& signer = signers[i];
     if (!signer.certificate || !signer.certificate->pCertInfo) FailWith(ERROR_INVALID_PARAMETER);
     const char* keyOid = signer.certificate->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId;
     SignerProfile profile;
@@ -46,7 +46,7 @@ std::vector<std::string> SignerDigests(const SignerKey* signers, size_t count) {
   return oids;
 }
 
-void AppendSigners(SignData& message, const SignerKey* signers, size_t count,
+void AppendSigners(SignData& message, const SignerCredential* signers, size_t count,
                    const std::vector<std::string>& digestOids, const std::vector<IdentObj>& digests,
                    const SignOptions& options) {
   const IdentObj& type = message.encapContentInfo.id;

@@ -13,13 +13,13 @@ namespace cmskit {
 
 // The digest algorithm of each signer, in order; throws MakeFailure for a
 // key the writer cannot sign with.
-std::vector<std::string> SignerDigests(const SignerKey* signers, size_t count);
+std::vector<std::string> SignerDigests(const SignerCredential* signers, size_t count);
 
 // Appends one SignerInfo per signer, with `digests[i]` the content digest
 // under SignerDigests' i-th algorithm; each signer's certificate and digest
 // algorithm join the message's lists unless already there. Nothing already
 // in the lists changes.
-void AppendSigners(SignData& message, const SignerKey* signers, size_t count,
+void AppendSigners(SignData& message, const SignerCredential* signers, size_t count,
                    const std::vector<std::string>& digestOids, const std::vector<IdentObj>& digests,
                    const SignOptions& options);
 

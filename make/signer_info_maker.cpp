@@ -105,7 +105,7 @@ IdentObj DssSignature(const IdentObj& halves) {
   return der;
 }
 
-IdentObj Sign(const SignerKey& signer, const SignerProfile& profile, const IdentObj& toHash,
+IdentObj Sign(const SignerCredential& signer, const SignerProfile& profile, const IdentObj& toHash,
               const IdentObj& digest) {
   const DigestAlgorithm* algorithm = FindDigestByOid(profile.digestOid);
   if (!algorithm) Fail(kBadAlgorithm);
@@ -118,7 +118,7 @@ IdentObj Sign(const SignerKey& signer, const SignerProfile& profile, const Ident
   return profile.form == SignatureForm::Halves ? DssSignature(signature) : signature;
 }
 
-IdentObj BuildSignerInfo(const SignerKey& signer, const char* contentTypeOid, const IdentObj& digest,
+IdentObj BuildSignerInfo(const SignerCredential& signer, const char* contentTypeOid, const IdentObj& digest,
                          const SignOptions& options) {
   if (!signer.certificate || !signer.provider || !contentTypeOid) Fail(kBadArguments);
   const CERT_INFO& certificate = *signer.certificate->pCertInfo;
@@ -145,7 +145,7 @@ IdentObj BuildSignerInfo(const SignerKey& signer, const char* contentTypeOid, co
 
 }  // namespace
 
-IdentObj MakeSignerInfo(const SignerKey& signer, const char* contentTypeOid, const IdentObj& digest,
+IdentObj MakeSignerInfo(const SignerCredential& signer, const char* contentTypeOid, const IdentObj& digest,
                         const SignOptions& options, int* pError) {
   IdentObj encoded;
   RunMaking(pError, [&] { encoded = BuildSignerInfo(signer, contentTypeOid, digest, options); });

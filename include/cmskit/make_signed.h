@@ -18,7 +18,7 @@ namespace cmskit {
 
 // One signer: its certificate and a provider holding the matching private
 // key. The caller keeps both alive for the call.
-struct CMSKIT_API SignerKey {
+struct CMSKIT_API SignerCredential {
   PCCERT_CONTEXT certificate = nullptr;
   HCRYPTPROV provider = 0;
   DWORD keySpec = AT_SIGNATURE;
@@ -40,14 +40,14 @@ struct CMSKIT_API SignOptions {
 // One DER SignerInfo for content of type `contentTypeOid` whose digest
 // (under the signer's digest algorithm) is `digest`, most significant octet
 // first. Empty on failure, with the code in *pError and the last error.
-CMSKIT_API IdentObj MakeSignerInfo(const SignerKey& signer, const char* contentTypeOid,
+CMSKIT_API IdentObj MakeSignerInfo(const SignerCredential& signer, const char* contentTypeOid,
                                    const IdentObj& digest, const SignOptions& options, int* pError);
 
 // Signs `content` (memory, or a file range of any size) for each of the
 // `count` signers and writes the SignedData at `file`'s position. Returns
 // the octets written, 0 on failure (code in *pError and the last error).
-CMSKIT_API uint64_t SignContent64(const ToSignStruct64& content, const SignerKey* signers, size_t count,
-                                  const SignOptions& options, CTOOFile& file, int* pError);
+CMSKIT_API uint64_t SignContent64(const ToSignStruct64& content, const SignerCredential* signers,
+                                  size_t count, const SignOptions& options, CTOOFile& file, int* pError);
 
 // Appends the signers to `message` (as a reader left it) and writes it at
 // `file`'s position: its certificates, CRLs, signer infos and content go out
@@ -56,7 +56,7 @@ CMSKIT_API uint64_t SignContent64(const ToSignStruct64& content, const SignerKey
 // options.detached is ignored, the message keeps its form. Returns as
 // SignContent64 does.
 CMSKIT_API uint64_t CoSignMessage64(SignData& message, const ToSignStruct64* content,
-                                    const SignerKey* signers, size_t count, const SignOptions& options,
+                                    const SignerCredential* signers, size_t count, const SignOptions& options,
                                     CTOOFile& file, int* pError);
 
 }  // namespace cmskit

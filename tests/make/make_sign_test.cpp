@@ -38,7 +38,7 @@ FILETIME FixedTime() {
   return time;
 }
 
-Bytes SignWith(const cmskit::SignerKey* signers, size_t count, const cmskit::ToSignStruct64& content,
+Bytes SignWith(const cmskit::SignerCredential* signers, size_t count, const cmskit::ToSignStruct64& content,
                const cmskit::SignOptions& options, const std::string& path, int& error) {
   {
     cmskit::CTOOFile file(path.c_str(), "wb");
@@ -64,7 +64,7 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   options.detached = form.detached;
   options.signedAttributes = form.attributes;
   options.signingTime = &time;
-  const cmskit::SignerKey key = bob.key();
+  const cmskit::SignerCredential key = bob.key();
   TempDir dir;
   int error = -1;
   const Bytes made = SignWith(&key, 1, range, options, dir.Path("made.der"), error);
@@ -86,11 +86,11 @@ INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms))
 TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
   const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("crypt/BobPrivRSAEncrypt.pri"));
   ASSERT_TRUE(bob.ok());
-  cmskit::SignerKey md5 = bob.key();
+  cmskit::SignerCredential md5 = bob.key();
   md5.digestOid = "1.2.840.113549.2.5";
-  cmskit::SignerKey noProvider = bob.key();
+  cmskit::SignerCredential noProvider = bob.key();
   noProvider.provider = 0;
-  const cmskit::SignerKey good = bob.key();
+  const cmskit::SignerCredential good = bob.key();
   const Bytes content = Text("content");
   cmskit::ToSignStruct64 range;
   range.data = const_cast<BYTE*>(content.data());
@@ -101,7 +101,7 @@ TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
   missing.data = &nowhere[0];
   missing.end = cmskit::ToSignStruct64::kToEndOfFile;
   const struct {
-    const cmskit::SignerKey* signer;
+    const cmskit::SignerCredential* signer;
     size_t count;
     const cmskit::ToSignStruct64* content;
     int code;

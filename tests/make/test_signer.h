@@ -23,8 +23,8 @@ class TestSigner {
   }
 
   bool ok() const { return certificate_ && provider_; }
-  cmskit::SignerKey key() const {
-    cmskit::SignerKey signer;
+  cmskit::SignerCredential key() const {
+    cmskit::SignerCredential signer;
     signer.certificate = certificate_;
     signer.provider = provider_;
     signer.keySpec = keySpec_;
