@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <list>
 #include <vector>
 
 #include "../cli_error.h"
@@ -49,12 +50,22 @@ Bytes Decode(LPCSTR structure, const Bytes& der) {
   return out;
 }
 
-// The PKCS #1 RSAPrivateKey, out of its PKCS #8 wrapping when it has one.
+// The PKCS #1 RSAPrivateKey, out of its PKCS #8 wrapping (SEQUENCE { version,
+// algorithm, privateKey OCTET STRING, ... }) when it has one: not every
+// CryptoAPI decodes PKCS_PRIVATE_KEY_INFO.
 Bytes RsaPrivateKey(const Bytes& der) {
-  const Bytes info = Decode(PKCS_PRIVATE_KEY_INFO, der);
-  if (info.empty()) return der;
-  const auto* decoded = reinterpret_cast<const CRYPT_PRIVATE_KEY_INFO*>(info.data());
-  return Bytes(decoded->PrivateKey.pbData, decoded->PrivateKey.pbData + decoded->PrivateKey.cbData);
+  std::list<cmskit::IdentObj> parts;
+  int status = 0;
+  cmskit::ASNTGetSequence(parts, der.data(), static_cast<DWORD>(der.size()), &status);
+  if (status != 0 || parts.size() < 3) return der;
+  const cmskit::IdentObj& privateKey = *std::next(parts.begin(), 2);
+  cmskit::ASNTElementInfo info{};
+  if (cmskit::ASNTReadHeader(info, privateKey.data(), privateKey.size()) != 0 ||
+      info.tagClass != cmskit::kASNTUniversal || info.tagNumber != cmskit::kASNTOctetString)
+    return der;
+  const size_t header = static_cast<size_t>(info.contents - privateKey.data());
+  if (info.length > privateKey.size() - header) return der;
+  return Bytes(info.contents, info.contents + info.length);
 }
 
 }  // namespace

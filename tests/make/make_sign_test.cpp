@@ -51,7 +51,7 @@ class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {};
 
 TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   const FixedForm& form = GetParam();
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("crypt/BobPrivRSAEncrypt.pri"));
+  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
   ASSERT_TRUE(bob.ok());
   std::string contentPath = TestData("crypt/ExContent.bin");
   const Bytes content = ReadBytes(contentPath);
@@ -84,7 +84,7 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
 INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms));
 
 TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("crypt/BobPrivRSAEncrypt.pri"));
+  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
   ASSERT_TRUE(bob.ok());
   cmskit::SignerCredential md5 = bob.key();
   md5.digestOid = "1.2.840.113549.2.5";

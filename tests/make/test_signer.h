@@ -1,7 +1,7 @@
 // A signer for the library's make functions from a DER certificate file and
-// an unencrypted private key file, loaded as the platform keeps keys (the
-// key file as the provider's container on POSIX systems, an RSA key imported
-// into a provider of its own on Windows). ok() is false when it failed.
+// an unencrypted private key file, loaded as the platform keeps keys: the key
+// file as the provider's container on POSIX systems, a PKCS #1 RSA key
+// imported into a provider of its own on Windows. ok() is false when it failed.
 #ifndef CMSKIT_TESTS_MAKE_TEST_SIGNER_H
 #define CMSKIT_TESTS_MAKE_TEST_SIGNER_H
 

@@ -19,21 +19,12 @@ Bytes Decode(LPCSTR structure, const Bytes& der) {
   return out;
 }
 
-// A PKCS #8 RSA key file as a PRIVATEKEYBLOB.
-Bytes PrivateKeyBlob(const std::string& keyFile) {
-  const Bytes info = Decode(PKCS_PRIVATE_KEY_INFO, ReadBytes(keyFile));
-  if (info.empty()) return {};
-  const auto* decoded = reinterpret_cast<const CRYPT_PRIVATE_KEY_INFO*>(info.data());
-  return Decode(PKCS_RSA_PRIVATE_KEY,
-                Bytes(decoded->PrivateKey.pbData, decoded->PrivateKey.pbData + decoded->PrivateKey.cbData));
-}
-
 }  // namespace
 
 TestSigner::TestSigner(const std::string& certificateDer, const std::string& keyFile) {
   const Bytes der = ReadBytes(certificateDer);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
-  const Bytes blob = PrivateKeyBlob(keyFile);
+  const Bytes blob = Decode(PKCS_RSA_PRIVATE_KEY, ReadBytes(keyFile));
   if (!certificate_ || blob.empty() ||
       !CryptAcquireContextA(&provider_, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT))
     return;
