@@ -25,6 +25,14 @@ class SigningKey {
   cmskit::SignerCredential signer(const char* digestOid) const;
 
  private:
+  // The platform's way to the certificate and key; what it obtained before
+  // a failure is released by the constructor.
+  void Load(const std::string& certificateDer, const std::string& certificateName,
+            const std::string& keyPath);
+  void Release();
+  // Throws unless the provider's key pair is the one the certificate names.
+  void RequireCertificateKey(const std::string& keyPath, const std::string& certificateName) const;
+
   PCCERT_CONTEXT certificate_ = nullptr;
   HCRYPTPROV provider_ = 0;
   HCRYPTKEY key_ = 0;

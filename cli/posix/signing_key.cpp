@@ -2,8 +2,6 @@
 // follows the certificate's key, and the key must be the certificate's.
 #include "../signing_key.h"
 
-#include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <vector>
@@ -13,8 +11,6 @@
 namespace cmskit_cli {
 
 namespace {
-
-constexpr uint32_t kWrongKey = 0x80090016;  // NTE_BAD_KEYSET
 
 std::vector<BYTE> ReadAll(const std::string& path, const std::string& name) {
   std::ifstream in(path, std::ios::binary);
@@ -30,20 +26,10 @@ DWORD ProviderType(const char* keyOid) {
   return PROV_RSA_AES;
 }
 
-// The public half of the provider's key pair, as the certificate holds it.
-std::vector<BYTE> PublicKeyBits(HCRYPTPROV provider) {
-  DWORD length = 0;
-  if (!CryptExportPublicKeyInfo(provider, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length)) return {};
-  std::vector<BYTE> buffer(length);
-  auto* info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(buffer.data());
-  if (!CryptExportPublicKeyInfo(provider, AT_SIGNATURE, X509_ASN_ENCODING, info, &length)) return {};
-  return std::vector<BYTE>(info->PublicKey.pbData, info->PublicKey.pbData + info->PublicKey.cbData);
-}
-
 }  // namespace
 
-SigningKey::SigningKey(const std::string& certificateDer, const std::string& certificateName,
-                       const std::string& keyPath) {
+void SigningKey::Load(const std::string& certificateDer, const std::string& certificateName,
+                      const std::string& keyPath) {
   const std::vector<BYTE> der = ReadAll(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
@@ -52,10 +38,7 @@ SigningKey::SigningKey(const std::string& certificateDer, const std::string& cer
   if (!CryptAcquireContextA(&provider_, keyPath.c_str(), nullptr, ProviderType(expected.Algorithm.pszObjId),
                             0))
     throw OperationError(GetLastError(), "cannot use the private key " + keyPath);
-  const std::vector<BYTE> bits = PublicKeyBits(provider_);
-  if (bits.size() != expected.PublicKey.cbData ||
-      !std::equal(bits.begin(), bits.end(), expected.PublicKey.pbData))
-    throw OperationError(kWrongKey, "the private key " + keyPath + " is not the key of " + certificateName);
+  RequireCertificateKey(keyPath, certificateName);
 }
 
 }  // namespace cmskit_cli

@@ -70,8 +70,8 @@ Bytes RsaPrivateKey(const Bytes& der) {
 
 }  // namespace
 
-SigningKey::SigningKey(const std::string& certificateDer, const std::string& certificateName,
-                       const std::string& keyPath) {
+void SigningKey::Load(const std::string& certificateDer, const std::string& certificateName,
+                      const std::string& keyPath) {
   const Bytes der = ReadAll(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
@@ -82,6 +82,7 @@ SigningKey::SigningKey(const std::string& certificateDer, const std::string& cer
       !CryptImportKey(provider_, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key_))
     throw OperationError(GetLastError(), "cannot use the private key " + keyPath);
   keySpec_ = AT_KEYEXCHANGE;
+  RequireCertificateKey(keyPath, certificateName);
 }
 
 }  // namespace cmskit_cli
