@@ -52,9 +52,6 @@ const char* DigestOid(const std::string& name) {
 class Signers {
  public:
   explicit Signers(const SignArguments& arguments) {
-    if (arguments.certificates.empty()) throw UsageError("at least one signer (-c CERT -k KEY) is required");
-    if (arguments.certificates.size() != arguments.keys.size())
-      throw UsageError("each signer certificate (-c) needs its private key (-k)");
     const char* digest = DigestOid(arguments.digest);
     for (size_t i = 0; i < arguments.certificates.size(); ++i) {
       const MessageInput certificate(arguments.certificates[i], MessageInput::Kind::Certificate);
@@ -106,7 +103,6 @@ bool HasContent(const cmskit::SignData& message) {
 }
 
 void SignNew(const SignArguments& arguments, const Feedback& feedback) {
-  if (arguments.content.empty()) throw UsageError("the CONTENT to sign is required");
   CheckFileArguments({arguments.content}, {arguments.output});
   const InputFile content(arguments.content);
   const Signers signers(arguments);
@@ -122,7 +118,6 @@ void SignNew(const SignArguments& arguments, const Feedback& feedback) {
 }
 
 void SignAdd(const SignArguments& arguments, const Feedback& feedback) {
-  if (arguments.detached) throw UsageError("--add keeps the message's form: --detached does not apply");
   CheckFileArguments({arguments.add, arguments.content}, {arguments.output});
   LoadedMessage message(arguments.add);
   if (!message.signedData) throw OperationError(kBadTag, message.name() + " is not a signed message");
@@ -146,9 +141,21 @@ void SignAdd(const SignArguments& arguments, const Feedback& feedback) {
   target.Commit();
 }
 
+// What the arguments alone show, before any file is read.
+void CheckSignArguments(const SignArguments& arguments) {
+  if (arguments.certificates.empty()) throw UsageError("at least one signer (-c CERT -k KEY) is required");
+  if (arguments.certificates.size() != arguments.keys.size())
+    throw UsageError("each signer certificate (-c) needs its private key (-k)");
+  DigestOid(arguments.digest);
+  if (arguments.add.empty() && arguments.content.empty()) throw UsageError("the CONTENT to sign is required");
+  if (!arguments.add.empty() && arguments.detached)
+    throw UsageError("--add keeps the message's form: --detached does not apply");
+}
+
 }  // namespace
 
 void CommandSign(const SignArguments& arguments, const Feedback& feedback) {
+  CheckSignArguments(arguments);
   if (arguments.add.empty()) {
     SignNew(arguments, feedback);
     return;
