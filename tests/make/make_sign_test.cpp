@@ -81,6 +81,44 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   EXPECT_EQ(ReadBytes(dir.Path("out.bin")), content);
 }
 
+// Bob signs his own messages again: the second signer info follows the
+// first, which stays as it was; his certificate and digest are not repeated.
+TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
+  const FixedForm& form = GetParam();
+  if (!form.attributes) return;
+  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
+  ASSERT_TRUE(bob.ok());
+  std::string contentPath = TestData("crypt/ExContent.bin");
+  cmskit::ToSignStruct64 content;
+  content.flags = cmskit::ToSignStruct::kInFile;
+  content.data = &contentPath[0];
+  content.end = cmskit::ToSignStruct64::kToEndOfFile;
+  cmskit::CTOOFile original(TestData(form.expected).c_str(), "rb");
+  cmskit::SignData message;
+  int error = 0;
+  ASSERT_NE(message.ReadObject64(original, 0, &error), 0u);
+  const cmskit::IdentObj first = message.signerInfos.front();
+  const FILETIME time = FixedTime();
+  cmskit::SignOptions options;
+  options.signingTime = &time;
+  const cmskit::SignerCredential key = bob.key();
+  TempDir dir;
+  {
+    cmskit::CTOOFile file(dir.Path("cosigned.der").c_str(), "wb");
+    cmskit::CoSignMessage64(message, form.detached ? &content : nullptr, &key, 1, options, file, &error);
+  }
+  ASSERT_EQ(error, 0);
+  cmskit::CTOOFile written(dir.Path("cosigned.der").c_str(), "rb");
+  cmskit::SignData cosigned;
+  ASSERT_NE(cosigned.ReadObject64(written, 0, &error), 0u);
+  ASSERT_EQ(cosigned.signerInfos.size(), 2u);
+  EXPECT_EQ(cosigned.signerInfos.front(), first);
+  EXPECT_EQ(cosigned.certificates.size(), 1u);
+  EXPECT_EQ(cosigned.digestAlgorithms.size(), 1u);
+  const std::vector<cmskit::SignerVerdict> valid(2, cmskit::SignerVerdict::kValid);
+  EXPECT_EQ(LibraryVerdicts(dir.Path("cosigned.der"), form.detached ? contentPath : ""), valid);
+}
+
 INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms));
 
 TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
