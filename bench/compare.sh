@@ -5,8 +5,11 @@
 #   - read + write of signed messages in memory   vs OpenSSL d2i/i2d_CMS_ContentInfo
 #   - streaming a signed file (read + write)      vs dd bs=4K of its content
 #   - cmskit detach of that file                  vs cat of its content
-#   - cmskit sign of its content (attached DER)    vs openssl dgst -sha256 + dd bs=4K,
-#                                                     openssl cms -sign (DER) and -stream (BER)
+#   - cmskit sign of its content (attached DER)   vs openssl dgst -sha256 + dd bs=4K,
+#                                                 openssl cms -sign (DER) and -stream (BER)
+#   - cmskit verify of that file                  vs openssl dgst -sha256 of its content
+#                                                 and openssl cms -verify -noverify
+#   - verifying a detached message in memory      vs OpenSSL d2i_CMS_ContentInfo + CMS_verify
 #   - decrypting an enveloped file to a file      vs openssl cms -decrypt
 #   - Base64 encode and decode of a message file  vs coreutils base64
 # Every input is made with openssl at run time in a temporary folder.
@@ -121,6 +124,12 @@ for message in detached.der attached-64k.der certs-200.der; do
     "$ours" "$RATE" "$ours_rss" "$RSS"
 done
 
+best_rate env CMSKIT_COMPARE_VERIFY="$work/detached.der:$work/small.bin" "$bench" --benchmark_format=json
+ours=$RATE ours_rss=$RSS
+best_rate "$peer" detached.der 1 small.bin
+row "verify in memory, detached.der ($(stat -c %s detached.der) B) vs d2i_CMS_ContentInfo+CMS_verify" ops/s \
+  "$ours" "$RATE" "$ours_rss" "$RSS"
+
 # ---- file rows ----------------------------------------------------------------
 rate() { awk -v m="$1" -v s="$2" 'BEGIN { print m / s }'; }
 
@@ -195,6 +204,26 @@ row "cmskit sign $stream_mib MiB attached (DER) vs openssl cms -sign -binary -no
   "$our_rate" "$(rate "$stream_mib" "$(median "${der_walls[@]}")")" "$our_rss" "$der_rss"
 row "cmskit sign $stream_mib MiB attached (DER) vs openssl cms -sign -binary -nodetach -stream (BER)" MiB/s \
   "$our_rate" "$(rate "$stream_mib" "$(median "${ber_walls[@]}")")" "$our_rss" "$ber_rss"
+# cmskit verify of the attached message beside the digest of its content
+# alone (the limit: nothing else needs computing at that size), in turns;
+# then openssl cms -verify once, which holds the whole message in memory.
+dgst_walls=() our_walls=() dgst_rss=0 our_rss=0
+for _ in $(seq "$reps"); do
+  measure openssl dgst -sha256 stream.bin
+  dgst_walls+=("$WALL")
+  if [ "$RSS" -gt "$dgst_rss" ]; then dgst_rss=$RSS; fi
+  measure "$cli" verify stream.der
+  our_walls+=("$WALL")
+  if [ "$RSS" -gt "$our_rss" ]; then our_rss=$RSS; fi
+done
+dgst_wall=$(median "${dgst_walls[@]}")
+WALL=$(median "${our_walls[@]}") RSS=$our_rss
+row "cmskit verify $stream_mib MiB attached DER (RSA-2048, SHA-256) vs openssl dgst -sha256 of the content" \
+  MiB/s "$(rate "$stream_mib" "$WALL")" "$(rate "$stream_mib" "$dgst_wall")" "$RSS" "$dgst_rss"
+our_wall=$WALL our_rss=$RSS
+measure openssl cms -verify -binary -noverify -inform DER -in stream.der -out /dev/null
+row "cmskit verify $stream_mib MiB attached DER vs openssl cms -verify -binary -noverify" MiB/s \
+  "$(rate "$stream_mib" "$our_wall")" "$(rate "$stream_mib" "$WALL")" "$our_rss" "$RSS"
 rm -f dd.out stream.out cat.out detached.out stream.der stream.bin
 
 REMOVE=theirs.bin measure_reps openssl cms -decrypt -binary -inform DER -in enveloped.der -inkey key.pem \

@@ -4,7 +4,10 @@
 //    from memory and written back to memory, as the peer program does with
 //    d2i_CMS_ContentInfo + i2d_CMS_ContentInfo;
 //  - CMSKIT_COMPARE_SIGNED_FILE is read from its file and written to
-//    CMSKIT_COMPARE_OUT_FILE once per iteration, content streamed.
+//    CMSKIT_COMPARE_OUT_FILE once per iteration, content streamed;
+//  - CMSKIT_COMPARE_VERIFY ("MESSAGE:CONTENT", a detached signature and its
+//    content) is read from memory and its signers verified, as the peer
+//    program does with d2i_CMS_ContentInfo + CMS_verify.
 // Nothing is registered when the variables are unset.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -12,12 +15,14 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <list>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "cmskit/file.h"
 #include "cmskit/sign_data.h"
+#include "cmskit/verify.h"
 
 namespace cmskit {
 namespace {
@@ -79,6 +84,34 @@ void RoundTripFile(benchmark::State& state, const std::string& source, const std
   state.counters["peak_rss_MiB"] = PeakRssMiB();
 }
 
+void VerifyMemory(benchmark::State& state, const std::string& path, const std::string& contentPath) {
+  const Bytes message = ReadWhole(path);
+  const Bytes content = ReadWhole(contentPath);
+  if (message.empty()) {
+    state.SkipWithError("cannot read the message");
+    return;
+  }
+  for (auto _ : state) {
+    SignData read;
+    int error = 0;
+    if (!read.ReadObject(message.data(), static_cast<DWORD>(message.size()), &error)) {
+      state.SkipWithError("read failed");
+      break;
+    }
+    SignatureVerifier verifier(read);
+    verifier.SetContent(content.data(), content.size());
+    std::list<SignerReport> reports;
+    if (!verifier.VerifyAll(reports, &error) || reports.empty() ||
+        reports.front().verdict != SignerVerdict::kValid) {
+      state.SkipWithError("verification failed");
+      break;
+    }
+  }
+  state.counters["ops_per_s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["peak_rss_MiB"] = PeakRssMiB();
+}
+
 std::vector<std::string> Split(const char* list) {
   std::vector<std::string> parts;
   std::stringstream stream(list ? list : "");
@@ -94,6 +127,9 @@ struct Registrar {
       const std::string name = "BM_RoundTripMemory/" + path.substr(path.find_last_of('/') + 1);
       benchmark::RegisterBenchmark(name.c_str(), RoundTripMemory, path)->MinTime(1.0);
     }
+    const std::vector<std::string> verify = Split(std::getenv("CMSKIT_COMPARE_VERIFY"));
+    if (verify.size() == 2)
+      benchmark::RegisterBenchmark("BM_VerifyMemory", VerifyMemory, verify[0], verify[1])->MinTime(1.0);
     const char* source = std::getenv("CMSKIT_COMPARE_SIGNED_FILE");
     const char* target = std::getenv("CMSKIT_COMPARE_OUT_FILE");
     if (source && target) {

@@ -98,12 +98,13 @@ void CommandDetach(const std::string& input, const std::string& contentOut, cons
 }
 
 void CommandAttach(const std::string& detached, const std::string& content, const std::string& output,
-                   const Feedback& feedback) {
+                   bool force, const Feedback& feedback) {
   CheckFileArguments({detached, content}, {output});
   LoadedMessage message(detached);
   cmskit::SignData& data = RequireSigned(message);
   const InputFile source(content);
   const uint64_t size = source.size();
+  if (!force) CheckAttachedContent(data, message.name(), source.path(), source.name());
   OutputFile target(output);
   std::string path = source.path();
   cmskit::ToSignStruct64 in;

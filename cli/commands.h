@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <cmskit/sign_data.h>
+
 #include "library_write.h"
 
 namespace cmskit_cli {
@@ -18,8 +20,18 @@ bool CommandType(const std::vector<std::string>& files);
 void CommandInfo(const std::string& file, bool json);
 void CommandDetach(const std::string& input, const std::string& contentOut, const std::string& messageOut,
                    const Feedback& feedback);
+// Unless `force`, refuses content whose digest differs from a signer's
+// messageDigest attribute.
 void CommandAttach(const std::string& detached, const std::string& content, const std::string& output,
-                   const Feedback& feedback);
+                   bool force, const Feedback& feedback);
+// Prints one block per signer; throws OperationError (exit 1) after printing
+// when a signer is not valid.
+bool CommandVerify(const std::string& input, const std::string& content,
+                   const std::vector<std::string>& certs, bool json);
+// Throws OperationError when the content at `contentPath` is not what a
+// signer of `message` signed, by the signed attributes' digests.
+void CheckAttachedContent(const cmskit::SignData& message, const std::string& messageName,
+                          const std::string& contentPath, const std::string& contentName);
 void CommandDecrypt(const std::string& input, const std::string& certificate, const std::string& key,
                     const std::string& output, const Feedback& feedback);
 void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,

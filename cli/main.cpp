@@ -33,12 +33,20 @@ constexpr char kFooter[] =
     "Exit status: 0 success, 1 failed operation (one line on standard error), 2 bad usage.\n"
     "'cmskit help SUBCOMMAND' describes one subcommand.";
 
+constexpr char kVerifyFooter[] =
+    "Checks, for every signer, that the signer's certificate is in the message or among the --cert\n"
+    "files, that the content matches the digest the signer signed, and that the signature holds\n"
+    "under the certificate's public key. It shows who made each signature (subject and serial of the\n"
+    "certificate). It does NOT decide whether that certificate is to be trusted: no chain, validity\n"
+    "period, key usage or revocation is checked. Exit status 0 only when every signer is valid.";
+
 struct Arguments {
-  std::vector<std::string> files;
+  std::vector<std::string> files, certificates;
   std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
   bool quiet = false;
   SignArguments sign;
+  bool force = false;
 };
 
 // A subcommand and what it does; run() is false when a file could not be
@@ -103,8 +111,9 @@ void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
   attach->add_option("DETACHED-MESSAGE", a.input, "Signed message without content")->required();
   attach->add_option("CONTENT", a.content, "Content file")->required();
   attach->add_option("-o,--output", a.output, "Signed message with content")->required();
+  attach->add_flag("--force", a.force, "Attach even content that the signers' message digests do not match");
   out.push_back({attach, [&] {
-                   CommandAttach(a.input, a.content, a.output, {!a.quiet});
+                   CommandAttach(a.input, a.content, a.output, a.force, {!a.quiet});
                    return true;
                  }});
 
@@ -126,6 +135,16 @@ void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
                    CommandSign(a.sign, {!a.quiet});
                    return true;
                  }});
+
+  auto* verify = app.add_subcommand(
+      "verify",
+      "Check the signatures of a signed message and show who made them (not whether to trust them)");
+  verify->add_option("MESSAGE", a.input, "Signed message")->required();
+  verify->add_option("CONTENT", a.content, "The signed content, for a detached signature");
+  verify->add_option("--cert", a.certificates, "More certificates to find signers among (DER or PEM)");
+  verify->add_flag("--json", a.json, "Print JSON");
+  verify->footer(kVerifyFooter);
+  out.push_back({verify, [&] { return CommandVerify(a.input, a.content, a.certificates, a.json); }});
 
   auto* rewrite = app.add_subcommand("rewrite", "Read a message and write it back (round-trip check)");
   rewrite->add_option("IN", a.input, "Message file")->required();

@@ -9,6 +9,19 @@
 
 namespace cmskit {
 
+// The provider's codes as the DWORDs GetLastError gives (Windows declares
+// them as signed HRESULTs).
+constexpr DWORD kCodeBadAlgId = static_cast<DWORD>(NTE_BAD_ALGID);
+constexpr DWORD kCodeProvTypeNotDef = static_cast<DWORD>(NTE_PROV_TYPE_NOT_DEF);
+constexpr DWORD kCodeFail = static_cast<DWORD>(NTE_FAIL);
+constexpr DWORD kCodeBadSignature = static_cast<DWORD>(NTE_BAD_SIGNATURE);
+constexpr DWORD kCodeBadKey = static_cast<DWORD>(NTE_BAD_KEY);
+constexpr DWORD kCodeBadData = static_cast<DWORD>(NTE_BAD_DATA);
+constexpr DWORD kCodeBadHash = static_cast<DWORD>(NTE_BAD_HASH);
+constexpr DWORD kCodeNoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
+constexpr DWORD kCodeAsn1Corrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
+constexpr DWORD kCodeNotFound = static_cast<DWORD>(CRYPT_E_NOT_FOUND);
+
 // One handle of type H released by Release; move-only, 0 or null when empty.
 template <typename H, void (*Release)(H)>
 class CryptHandle {
@@ -55,13 +68,13 @@ using CertificateHandle = CryptHandle<PCCERT_CONTEXT, ReleaseCertificate>;
 inline DWORD AcquireVerifyProvider(DWORD providerType, ProviderHandle& out) {
   if (CryptAcquireContextA(out.Receive(), nullptr, nullptr, providerType, CRYPT_VERIFYCONTEXT)) return 0;
   const DWORD code = GetLastError();
-  return code ? code : static_cast<DWORD>(NTE_PROV_TYPE_NOT_DEF);
+  return code ? code : kCodeProvTypeNotDef;
 }
 
 // The provider's last error, never 0, for a call that reported failure.
 inline DWORD LastCryptError() {
   const DWORD code = GetLastError();
-  return code ? code : static_cast<DWORD>(NTE_FAIL);
+  return code ? code : kCodeFail;
 }
 
 }  // namespace cmskit

@@ -36,7 +36,7 @@ Step Verdict(SignerReport& report, SignerVerdict verdict, DWORD code = 0) {
   return Step::Decided();
 }
 
-Step Unsupported(SignerReport& report, const std::string& name, DWORD code = NTE_BAD_ALGID) {
+Step Unsupported(SignerReport& report, const std::string& name, DWORD code = kCodeBadAlgId) {
   report.unsupported = name.c_str();
   return Verdict(report, SignerVerdict::kUnsupportedAlgorithm, code);
 }
@@ -54,11 +54,14 @@ class SignerCheck {
               DigestCache& cache, SignerReport& report)
       : message_(message), lookup_(lookup), content_(content), cache_(cache), report_(report) {}
 
+  // Only the steps that compare the content with the signed attributes.
+  void DigestsOnly() { digestsOnly_ = true; }
+
   Step Run(const IdentObj& encoded) {
     int error = 0;
     if (!info_.ReadData(encoded.data(), encoded.size(), &error))
-      return Step::Failed(error ? static_cast<DWORD>(error) : static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
-    if (!ReceivedSignedAttributes(encoded, signedAttrs_)) return Step::Failed(CRYPT_E_ASN1_CORRUPT);
+      return Step::Failed(error ? static_cast<DWORD>(error) : kCodeAsn1Corrupt);
+    if (!ReceivedSignedAttributes(encoded, signedAttrs_)) return Step::Failed(kCodeAsn1Corrupt);
     Describe();
     for (Step (SignerCheck::*step)() :
          {&SignerCheck::Algorithms, &SignerCheck::Certificate, &SignerCheck::Key, &SignerCheck::Digest,
@@ -95,19 +98,19 @@ class SignerCheck {
 
   Step Certificate() {
     certificate_ = lookup_.FindSigner(info_);
-    if (!certificate_) return Verdict(report_, SignerVerdict::kCertificateNotFound, CRYPT_E_NOT_FOUND);
+    if (!certificate_) return Verdict(report_, SignerVerdict::kCertificateNotFound, kCodeNotFound);
     report_.certificate = *certificate_;
     return Step::Next();
   }
 
   Step Key() {
     const DWORD code = key_.Open(*certificate_);
-    if (code == CRYPT_E_ASN1_CORRUPT) return Verdict(report_, SignerVerdict::kSignatureInvalid, code);
+    if (code == kCodeAsn1Corrupt) return Verdict(report_, SignerVerdict::kSignatureInvalid, code);
     if (code != 0) return Unsupported(report_, KeyKindName(key_.kind()), code);
     const CERT_NAME_BLOB& subject = key_.info().Subject;
     report_.subject.SetData(subject.pbData, subject.cbData);
     if (!KeyFits(signature_->kind, key_.kind()))
-      return Verdict(report_, SignerVerdict::kSignatureInvalid, NTE_BAD_KEY);
+      return Verdict(report_, SignerVerdict::kSignatureInvalid, kCodeBadKey);
     if (signature_->kind == KeyKind::kRsaPss) return Pss();
     return Step::Next();
   }
@@ -115,7 +118,7 @@ class SignerCheck {
   Step Pss() {
     PssParameters parameters;
     if (!ReadPssParameters(info_.signatureAlgorithm.data, parameters))
-      return Verdict(report_, SignerVerdict::kSignatureInvalid, CRYPT_E_ASN1_CORRUPT);
+      return Verdict(report_, SignerVerdict::kSignatureInvalid, kCodeAsn1Corrupt);
     const std::string digestOid = OidText(info_.digestAlgorithm.id);
     if (parameters.digestOid != digestOid || parameters.maskDigestOid != digestOid)
       return Unsupported(report_, "RSASSA-PSS with " + AlgorithmName(parameters.digestOid) + " and MGF1 " +
@@ -129,8 +132,13 @@ class SignerCheck {
     auto cached = cache_.find(digest_->algId);
     if (cached == cache_.end()) {
       std::vector<BYTE> digest;
-      const DWORD code = DigestContent(key_.provider(), digest_->algId, content_, digest);
-      if (code == NTE_BAD_ALGID) return Unsupported(report_, digest_->name, code);
+      ProviderHandle provider;
+      DWORD code = AcquireVerifyProvider(digest_->providerType, provider);
+      if (code == kCodeProvTypeNotDef && digest_->providerType != PROV_RSA_AES)
+        code = AcquireVerifyProvider(PROV_RSA_AES, provider);
+      if (code != 0) return Unsupported(report_, digest_->name, code);
+      code = DigestContent(provider.get(), digest_->algId, content_, digest);
+      if (code == kCodeBadAlgId) return Unsupported(report_, digest_->name, code);
       if (code != 0) return Step::Failed(code);
       cached = cache_.emplace(digest_->algId, std::move(digest)).first;
     }
@@ -144,11 +152,11 @@ class SignerCheck {
     std::vector<BYTE> messageDigest;
     if (!ContentTypeAttribute(info_.signedAttrs, contentType) ||
         !MessageDigestAttribute(info_.signedAttrs, messageDigest))
-      return Verdict(report_, SignerVerdict::kAttributesMalformed, CRYPT_E_ASN1_CORRUPT);
+      return Verdict(report_, SignerVerdict::kAttributesMalformed, kCodeAsn1Corrupt);
     if (contentType != OidText(message_.encapContentInfo.id))
-      return Verdict(report_, SignerVerdict::kContentTypeMismatch, NTE_BAD_DATA);
+      return Verdict(report_, SignerVerdict::kContentTypeMismatch, kCodeBadData);
     if (messageDigest != *contentDigest_)
-      return Verdict(report_, SignerVerdict::kDigestMismatch, NTE_BAD_HASH);
+      return Verdict(report_, SignerVerdict::kDigestMismatch, kCodeBadHash);
     return Step::Next();
   }
 
@@ -163,12 +171,12 @@ class SignerCheck {
     if (!filled) return Step::Failed(LastCryptError());
     std::vector<BYTE> value;
     if (!key_.ProviderSignature(info_.signature, value))
-      return Verdict(report_, SignerVerdict::kSignatureInvalid, NTE_BAD_SIGNATURE);
+      return Verdict(report_, SignerVerdict::kSignatureInvalid, kCodeBadSignature);
     if (CryptVerifySignatureA(hash.get(), value.data(), static_cast<DWORD>(value.size()), key_.key(), nullptr,
                               0))
       return Step::Next();
     const DWORD code = LastCryptError();
-    if (code == NTE_BAD_ALGID)
+    if (code == kCodeBadAlgId)
       return Unsupported(report_, std::string(signature_->name) + " over " + digest_->name, code);
     return Verdict(report_, SignerVerdict::kSignatureInvalid, code);
   }
@@ -186,6 +194,7 @@ class SignerCheck {
   const IdentObj* certificate_ = nullptr;
   SignerKey key_;
   const std::vector<BYTE>* contentDigest_ = nullptr;
+  bool digestsOnly_ = false;
 };
 
 bool Deliver(const Step& step, int* pError) {
@@ -206,17 +215,22 @@ class SignatureVerifier::Impl {
     return ContentSource::Message(message);
   }
 
-  Step Check(const IdentObj& encoded, DigestCache& cache, SignerReport& report) const {
+  Step Check(const IdentObj& encoded, DigestCache& cache, SignerReport& report,
+             bool digestsOnly = false) const {
     CertificateLookup lookup;
     lookup.Add(message.certificates);
     lookup.Add(extra);
     const ContentSource content = Content();
     try {
-      return SignerCheck(message, lookup, content, cache, report).Run(encoded);
+      SignerCheck check(message, lookup, content, cache, report);
+      if (digestsOnly) check.DigestsOnly();
+      return check.Run(encoded);
     } catch (const std::bad_alloc&) {
-      return Step::Failed(NTE_NO_MEMORY);
+      return Step::Failed(kCodeNoMemory);
     }
   }
+
+  bool CheckAll(std::list<SignerReport>& reports, bool digestsOnly, int* pError) const;
 
   const SignData& message;
   std::list<IdentObj> extra;
@@ -258,11 +272,20 @@ bool SignatureVerifier::VerifySignerInfo(const IdentObj& signerInfo, SignerRepor
 }
 
 bool SignatureVerifier::VerifyAll(std::list<SignerReport>& reports, int* pError) const {
+  return impl_->CheckAll(reports, false, pError);
+}
+
+bool SignatureVerifier::CheckContentDigests(std::list<SignerReport>& reports, int* pError) const {
+  return impl_->CheckAll(reports, true, pError);
+}
+
+bool SignatureVerifier::Impl::CheckAll(std::list<SignerReport>& reports, bool digestsOnly,
+                                       int* pError) const {
   reports.clear();
   DigestCache cache;
-  for (const IdentObj& signerInfo : impl_->message.signerInfos) {
+  for (const IdentObj& signerInfo : message.signerInfos) {
     SignerReport report;
-    const Step step = impl_->Check(signerInfo, cache, report);
+    const Step step = Check(signerInfo, cache, report, digestsOnly);
     if (step.failure != 0) return Deliver(step, pError);
     reports.push_back(report);
   }

@@ -8,14 +8,14 @@ namespace cmskit {
 
 DWORD SignerKey::Open(const IdentObj& certificate) {
   certificate_.Reset(CertCreateCertificateContext(X509_ASN_ENCODING, certificate.data(), certificate.size()));
-  if (!certificate_) return CRYPT_E_ASN1_CORRUPT;
+  if (!certificate_) return kCodeAsn1Corrupt;
   CERT_PUBLIC_KEY_INFO& keyInfo = certificate_.get()->pCertInfo->SubjectPublicKeyInfo;
   kind_ = KeyKindOfPublicKey(keyInfo.Algorithm.pszObjId ? keyInfo.Algorithm.pszObjId : "");
-  if (kind_ == KeyKind::kUnknown) return NTE_BAD_ALGID;
+  if (kind_ == KeyKind::kUnknown) return kCodeBadAlgId;
   // Providers that take every key under the RSA types (the Linux one) have
   // no DSS type of their own.
   DWORD code = AcquireVerifyProvider(ProviderTypeFor(kind_), provider_);
-  if (code == NTE_PROV_TYPE_NOT_DEF && ProviderTypeFor(kind_) != PROV_RSA_AES)
+  if (code == kCodeProvTypeNotDef && ProviderTypeFor(kind_) != PROV_RSA_AES)
     code = AcquireVerifyProvider(PROV_RSA_AES, provider_);
   if (code != 0) return code;
   if (!CryptImportPublicKeyInfo(provider_.get(), X509_ASN_ENCODING, &keyInfo, key_.Receive()))
@@ -46,7 +46,7 @@ bool SignerKey::ProviderSignature(const IdentObj& stored, std::vector<BYTE>& out
 }
 
 DWORD SignerKey::UsePss(DWORD saltLength) {
-  if (kind_ != KeyKind::kRsa && kind_ != KeyKind::kRsaPss) return NTE_BAD_ALGID;
+  if (kind_ != KeyKind::kRsa && kind_ != KeyKind::kRsaPss) return kCodeBadAlgId;
   if (CryptSetKeyParam(key_.get(), KP_CMSKIT_PSS_SALT_LENGTH, reinterpret_cast<const BYTE*>(&saltLength), 0))
     return 0;
   return LastCryptError();

@@ -15,8 +15,8 @@ namespace cmskit {
 
 class SignerKey {
  public:
-  // Returns 0 or the code of the step that failed: CRYPT_E_ASN1_CORRUPT for
-  // an unreadable certificate, NTE_BAD_ALGID for a key kind the provider
+  // Returns 0 or the code of the step that failed: kCodeAsn1Corrupt for
+  // an unreadable certificate, kCodeBadAlgId for a key kind the provider
   // lacks, or the provider's own.
   DWORD Open(const IdentObj& certificate);
 

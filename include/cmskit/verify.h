@@ -96,6 +96,11 @@ class CMSKIT_API SignatureVerifier {
   // False at the first signer that cannot be checked (the reports before it
   // are kept).
   bool VerifyAll(std::list<SignerReport>& reports, int* pError) const;
+  // Only the content against each signer's contentType and messageDigest
+  // attributes, without certificates or signatures: kValid, kDigestMismatch,
+  // kContentTypeMismatch, kAttributesMalformed or kUnsupportedAlgorithm. A
+  // signer without signed attributes has no digest to compare and is kValid.
+  bool CheckContentDigests(std::list<SignerReport>& reports, int* pError) const;
 
  private:
   class Impl;

@@ -100,6 +100,21 @@ DWORD SignatureSizeOf(EVP_PKEY* key, KeyFamily family) {
   }
 }
 
+constexpr char kOidRsaEncryption[] = "1.2.840.113549.1.1.1";
+
+// OpenSSL 3 reads a SubjectPublicKeyInfo through its decoder framework, at
+// about a hundred times the cost of reading the RSAPublicKey inside it; for
+// the common rsaEncryption key that cost would dominate a whole signature
+// check. Null when the bits are not exactly one RSAPublicKey.
+PkeyPtr ReadRsaPublicKey(const CRYPT_BIT_BLOB& bits) {
+  if (bits.cUnusedBits != 0 || !bits.pbData || bits.cbData == 0) return nullptr;
+  const unsigned char* next = bits.pbData;
+  PkeyPtr key(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &next, static_cast<long>(bits.cbData)));
+  ERR_clear_error();
+  if (key && next != bits.pbData + bits.cbData) key.reset();
+  return key;
+}
+
 }  // namespace
 
 HandleTable<AsymmetricKey>& AsymmetricKeyTable() {
@@ -127,6 +142,9 @@ DWORD AsymmetricKey::FromPublicKeyInfo(const CERT_PUBLIC_KEY_INFO& info,
   const CRYPT_OBJID_BLOB& parameters = info.Algorithm.Parameters;
   if (algorithm->namedCurve && (!parameters.cbData || !parameters.pbData || parameters.pbData[0] != kDerOid))
     return NTE_BAD_ALGID;
+  if (std::strcmp(algorithm->oid, kOidRsaEncryption) == 0) {
+    if (PkeyPtr key = ReadRsaPublicKey(info.PublicKey)) return Wrap(std::move(key), made);
+  }
   std::vector<BYTE> der;
   if (const DWORD code = EncodePublicKeyInfo(info, &der)) return code;
   const unsigned char* next = der.data();

@@ -13,6 +13,7 @@ class CliCommands : public CliTest {
     if (!Usable()) return;
     const Bytes content = Text(std::string(5000, 'x') + "end\n");
     WriteBytes(P("content.bin"), content);
+    WriteBytes(P("other.bin"), Text(std::string(5000, 'x') + "End\n"));
     WriteBytes(P("attached.p7s"), s.Make(content, "cms -sign +Tester -nodetach"));
     WriteBytes(P("enveloped.p7m"), s.Make(content, "cms -encrypt -aes128 @Tester"));
     Shell("openssl cms -sign -binary -in " + P("content.bin") + " -signer " + P("Tester.crt") + " -inkey " +
@@ -60,6 +61,33 @@ TEST_F(CliCommands, CommandsKeepTheContent) {
   EXPECT_EQ(Read("a.der"), Read("attached.p7s"));
 }
 
+// Verdicts and exit statuses of verify, and attach refusing other content.
+TEST_F(CliCommands, VerifyAndCheckedAttach) {
+  const struct {
+    std::string args;
+    int status;
+    std::string out, err;  // found in standard output, and in the one error line
+  } cases[] = {
+      {"verify attached.p7s", 0, "subject: CN=Tester, O=cmskit", ""},
+      {"verify detached.pem content.bin --cert Tester.crt", 0, "verdict: valid", ""},
+      {"verify detached.pem other.bin", 1, "verdict: content digest mismatch",
+       "signer 1: content digest mismatch"},
+      {"attach detached.pem other.bin -o refused.p7s", 1, "", "--force attaches it anyway"},
+      {"attach detached.pem other.bin -o forced.p7s --force", 0, "", ""},
+      {"verify forced.p7s --json", 1, "\"valid\": false", "does not verify"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Tool(c.args), c.status) << c.args << ": " << Read("err.txt");
+    EXPECT_NE(Read("out.txt").find(c.out), std::string::npos) << c.args << ": " << Read("out.txt");
+    EXPECT_NE(Read("err.txt").find(c.err), std::string::npos) << c.args << ": " << Read("err.txt");
+    EXPECT_EQ(Lines(Read("err.txt")), c.err.empty() ? 0u : 1u) << c.args;
+  }
+  EXPECT_FALSE(std::filesystem::exists(P("refused.p7s")));
+  Tool("help verify");
+  EXPECT_NE(Read("out.txt").find("does NOT decide whether that certificate is to be trusted"),
+            std::string::npos);
+}
+
 // Bad usage: exit status 2 and one line that says what and points to --help.
 TEST_F(CliCommands, UsageMistakes) {
   const struct {
@@ -73,6 +101,7 @@ TEST_F(CliCommands, UsageMistakes) {
       {"detach attached.p7s x -o x", "cmskit detach: two results cannot both replace x"},
       {"detach attached.p7s - -o -", "cmskit detach: standard output (-) can take only one of the results"},
       {"attach - - -o x", "cmskit attach: standard input (-) can be read only once"},
+      {"verify detached.pem", "cmskit verify: detached.pem holds no content"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Tool(c.args), 2) << c.args;

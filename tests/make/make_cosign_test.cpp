@@ -68,6 +68,7 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
         LibraryVerdicts(P(last), original.detached ? P("content.bin") : "");
     EXPECT_EQ(verdicts,
               std::vector<cmskit::SignerVerdict>(result.signerInfos.size(), cmskit::SignerVerdict::kValid));
+    EXPECT_EQ(Tool("verify " + last + given), 0) << Read("out.txt");
   }
 }
 

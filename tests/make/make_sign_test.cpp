@@ -195,6 +195,8 @@ TEST_F(MakeSignTool, EveryFormVerifiesWithOpenssl) {
     const std::string names = form.signers;
     const size_t count = static_cast<size_t>(std::count(names.begin(), names.end(), ' ')) + 1;
     EXPECT_EQ(verdicts, std::vector<cmskit::SignerVerdict>(count, cmskit::SignerVerdict::kValid));
+    EXPECT_EQ(Tool(std::string("verify signed.der") + (detached ? " content.bin" : "")), 0)
+        << Read("out.txt");
     if (detached) continue;
     ASSERT_EQ(Tool("detach signed.der extracted.bin"), 0) << Read("err.txt");
     EXPECT_EQ(ReadBytes(P("extracted.bin")), content);

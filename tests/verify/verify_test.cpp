@@ -195,7 +195,7 @@ TEST_F(VerifyInterop, OpensslMessagesAndDamagedCopies) {
 }
 
 TEST(VerifyErrors, UnreadableContentAndSigners) {
-  const Bytes der = ReadBytes(TestData("verify/rfc4134_4.3.der"));
+  const Bytes der = ReadBytes(TestData("verify/rfc4134_4.2.der"));
   SignData message = FromMemory(der);
   EXPECT_EQ(Verdicts(message, {nullptr, TestData("verify/no such file")}), "error 2");
   SignatureVerifier verifier(message);
