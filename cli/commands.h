@@ -40,6 +40,15 @@ void CommandEncrypt(const std::string& content, const std::vector<std::string>& 
                     const std::string& cipher, const std::string& output, const Feedback& feedback);
 void CommandBase64(const std::string& direction, const std::string& input, const std::string& output,
                    const Feedback& feedback);
+
+struct SignArguments {
+  std::string content, add, output, digest;
+  std::vector<std::string> certificates, keys;
+  bool detached = false;
+  bool noAttributes = false;
+};
+// A new signed message, or with `add` one more signer on that message.
+void CommandSign(const SignArguments& arguments, const Feedback& feedback);
 void CommandRewrite(const std::string& input, const std::string& output, const Feedback& feedback);
 
 }  // namespace cmskit_cli

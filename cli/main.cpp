@@ -46,6 +46,7 @@ struct Arguments {
   std::string input, output, content, certificate, key, messageOut, direction, topic;
   bool json = false;
   bool quiet = false;
+  SignArguments sign;
   bool force = false;
 };
 
@@ -114,6 +115,25 @@ void AddSigned(CLI::App& app, Arguments& a, Subcommands& out) {
   attach->add_flag("--force", a.force, "Attach even content that the signers' message digests do not match");
   out.push_back({attach, [&] {
                    CommandAttach(a.input, a.content, a.output, a.force, {!a.quiet});
+                   return true;
+                 }});
+
+  auto* sign = app.add_subcommand("sign", "Sign a content file, or add a signer to a signed message");
+  sign->add_option("CONTENT", a.sign.content, "Content to sign (with --add: a detached message's content)");
+  sign->add_option("--add", a.sign.add, "Add the signers to this signed message")->type_name("MESSAGE");
+  sign->add_option("-c,--cert", a.sign.certificates, "Signer certificate (DER or PEM), once per signer")
+      ->type_name("CERT");
+  sign->add_option("-k,--key", a.sign.keys, "Signer private key file, in the order of the certificates")
+      ->type_name("KEY");
+  sign->add_flag("--detached", a.sign.detached, "Leave the content out of the message");
+  sign->add_option("--digest", a.sign.digest,
+                   "Digest algorithm: sha1, sha256, sha384, sha512, gost94, gost2012-256, gost2012-512 "
+                   "(default: the one the key calls for)")
+      ->type_name("ALG");
+  sign->add_flag("--no-attrs", a.sign.noAttributes, "No signed attributes: sign the content digest");
+  sign->add_option("-o,--output", a.sign.output, "Signed message")->required()->type_name("OUT");
+  out.push_back({sign, [&] {
+                   CommandSign(a.sign, {!a.quiet});
                    return true;
                  }});
 

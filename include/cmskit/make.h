@@ -1,5 +1,6 @@
-// Making messages: an EnvelopedData for certificate holders, written as DER
-// in one pass over the content, in constant memory whatever its size.
+// Making messages: signed ones (make_signed.h), and an EnvelopedData for
+// certificate holders, written as DER in one pass over the content, in
+// constant memory whatever its size.
 //
 //   CTOOFile content("report.pdf", "rb"), message("report.p7m.tmp", "wb");
 //   EncryptOptions options;                 // AES-256, fresh key and IV
@@ -15,6 +16,7 @@
 #include "export.h"
 #include "file.h"
 #include "identobj.h"
+#include "make_signed.h"
 #include "platform/win32.h"
 
 namespace cmskit {

@@ -14,6 +14,8 @@
 
 #include "common/test_util.h"
 #include "enveloped/enveloped_test_util.h"
+#include "make/library_verdicts.h"
+#include "make/test_signer.h"
 
 namespace cmskit_testing {
 namespace {
@@ -408,6 +410,42 @@ TEST(LargeSizes, EncryptSizePast4GiB) {
   SetLastError(0);
   EXPECT_EQ(content.GetEncryptSize(key.handle, 0xFFFFFF00u, 2), 0u);
   EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
+}
+
+// Signing content past 4 GiB: the digest pass and the writer go through the
+// 64-bit members. The detached signature verifies over the same file; the
+// attached message (to the null device) has the size its layout calls for.
+TEST(LargeSigning, ContentPast4GiB) {
+  TempDir dir;
+  const std::string content = dir.Path("content.bin");
+  WriteSparse(content, kHeadMark, kStreamedSize, kTailMark);
+  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
+  ASSERT_TRUE(bob.ok());
+  const cmskit::SignerCredential signer = bob.key();
+  ToSignStruct64 range;
+  range.flags = ToSignStruct::kInFile;
+  range.data = const_cast<char*>(content.c_str());
+  range.end = ToSignStruct64::kToEndOfFile;
+  cmskit::SignOptions options;
+  options.detached = true;
+  const std::string detached = dir.Path("detached.der");
+  uint64_t detachedSize = 0;
+  int error = -1;
+  {
+    CTOOFile file(detached.c_str(), "wb");
+    detachedSize = cmskit::SignContent64(range, &signer, 1, options, file, &error);
+  }
+  ASSERT_EQ(error, 0);
+  EXPECT_EQ(LibraryVerdicts(detached, content),
+            std::vector<cmskit::SignerVerdict>{cmskit::SignerVerdict::kValid});
+  options.detached = false;
+  CTOOFile sink(NullDevice(), "wb");
+  // eContent adds the content and its [0] and OCTET STRING headers (five
+  // length octets each past 4 GiB), and the three outer lengths grow.
+  const uint64_t attached = cmskit::SignContent64(range, &signer, 1, options, sink, &error);
+  EXPECT_EQ(error, 0);
+  EXPECT_GT(attached, detachedSize + kStreamedSize);
+  EXPECT_LT(attached, detachedSize + kStreamedSize + 32);
 }
 
 }  // namespace

@@ -61,7 +61,9 @@ class MakeEncryptInterop : public CliTest {
 
   static bool Gost(const std::string& recipient) { return recipient.compare(0, 4, "gost") == 0; }
 
-  static std::string Recipient(const std::string& newkey, const std::string& name) {
+  static std::string Recipient(const std::string& newkey, const std::string& holder) {
+    // Apart from the signing tests' key files in the same folder.
+    const std::string name = "recipient-" + holder;
     const std::string engine = Gost(newkey) ? " -engine gost " : " ";
     const std::string options = Gost(newkey) ? " -pkeyopt paramset:A" : "";
     if (!std::filesystem::exists(P(name + ".cer")))
@@ -140,18 +142,21 @@ TEST_F(MakeEncryptInterop, ToolEncryptsThroughPipesAndFailsCleanly) {
   const std::string rsa = Recipient("rsa:2048", "rsa");
   const Bytes plain = Pattern(70000, 7);
   WriteBytes(P("plain"), plain);
-  ASSERT_EQ(0, Tool("encrypt - -r rsa.pem -o - >" + P("piped.der"), P("plain"))) << Read("err.txt");
+  ASSERT_EQ(0, Tool("encrypt - -r recipient-rsa.pem -o - >" + P("piped.der"), P("plain"))) << Read("err.txt");
   ExpectDecrypts(P("piped.der"), rsa, plain);
   EXPECT_EQ(0, Tool("info piped.der"));
   EXPECT_NE(std::string::npos, Read("out.txt").find("aes256")) << Read("out.txt");
   if (gost_) {
     const std::string gost = Recipient("gost2012_512", "gost2012_512");
-    ASSERT_EQ(0, Tool("encrypt plain -r gost2012_512.pem -r rsa.pem -o mixed.der")) << Read("err.txt");
+    ASSERT_EQ(0, Tool("encrypt plain -r recipient-gost2012_512.pem -r recipient-rsa.pem -o mixed.der"))
+        << Read("err.txt");
     EXPECT_EQ(0, Tool("info mixed.der"));
     EXPECT_NE(std::string::npos, Read("out.txt").find("gost28147")) << Read("out.txt");
     ExpectDecrypts(P("mixed.der"), gost, plain);
     ExpectDecrypts(P("mixed.der"), rsa, plain);
-    EXPECT_EQ(2, Tool("encrypt plain -r rsa.pem -r gost2012_512.pem --cipher aes128 -o kept.der"));
+    EXPECT_EQ(
+        2,
+        Tool("encrypt plain -r recipient-rsa.pem -r recipient-gost2012_512.pem --cipher aes128 -o kept.der"));
   }
 
   Recipient("ec -pkeyopt ec_paramgen_curve:prime256v1", "ec");
@@ -162,11 +167,11 @@ TEST_F(MakeEncryptInterop, ToolEncryptsThroughPipesAndFailsCleanly) {
     int status;
   } kFailures[] = {
       {"encrypt plain -r bad.pem -o kept.der", 1},
-      {"encrypt missing -r rsa.pem -o kept.der", 1},
-      {"encrypt plain -r rsa.pem -o /dev/full", 1},
-      {"encrypt plain -r rsa.pem --cipher rc4 -o kept.der", 2},
+      {"encrypt missing -r recipient-rsa.pem -o kept.der", 1},
+      {"encrypt plain -r recipient-rsa.pem -o /dev/full", 1},
+      {"encrypt plain -r recipient-rsa.pem --cipher rc4 -o kept.der", 2},
       {"encrypt plain -o kept.der", 2},
-      {"encrypt plain -r ec.pem -o kept.der", 1},
+      {"encrypt plain -r recipient-ec.pem -o kept.der", 1},
   };
   for (const auto& failure : kFailures) {
     SCOPED_TRACE(failure.args);
