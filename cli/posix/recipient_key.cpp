@@ -2,28 +2,17 @@
 // certificate through its key-provider property.
 #include "../recipient_key.h"
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "../cli_error.h"
+#include "../small_file.h"
 
 namespace cmskit_cli {
-
-namespace {
-
-std::vector<BYTE> ReadAll(const std::string& path, const std::string& name) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + name);
-  return std::vector<BYTE>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-}  // namespace
 
 RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& certificateName,
                            const std::string& keyPath) {
   if (keyPath.empty()) throw UsageError("the recipient's private key file (-k) is required");
-  const std::vector<BYTE> der = ReadAll(certificateDer, certificateName);
+  const std::vector<BYTE> der = ReadSmallFile(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
   if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);

@@ -2,21 +2,14 @@
 // follows the certificate's key, and the key must be the certificate's.
 #include "../signing_key.h"
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "../cli_error.h"
+#include "../small_file.h"
 
 namespace cmskit_cli {
 
 namespace {
-
-std::vector<BYTE> ReadAll(const std::string& path, const std::string& name) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + name);
-  return std::vector<BYTE>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 DWORD ProviderType(const char* keyOid) {
   const std::string oid = keyOid ? keyOid : "";
@@ -30,7 +23,7 @@ DWORD ProviderType(const char* keyOid) {
 
 void SigningKey::Load(const std::string& certificateDer, const std::string& certificateName,
                       const std::string& keyPath) {
-  const std::vector<BYTE> der = ReadAll(certificateDer, certificateName);
+  const std::vector<BYTE> der = ReadSmallFile(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
   if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);

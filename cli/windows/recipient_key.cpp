@@ -2,19 +2,16 @@
 // certificate store; the key file argument is not needed there.
 #include "../recipient_key.h"
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "../cli_error.h"
+#include "../small_file.h"
 
 namespace cmskit_cli {
 
 RecipientKey::RecipientKey(const std::string& certificateDer, const std::string& certificateName,
                            const std::string& /*keyPath*/) {
-  std::ifstream in(certificateDer, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + certificateName);
-  const std::vector<BYTE> der((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::vector<BYTE> der = ReadSmallFile(certificateDer, certificateName);
   PCCERT_CONTEXT given = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                                       static_cast<DWORD>(der.size()));
   if (!given) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);

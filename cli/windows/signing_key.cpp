@@ -3,24 +3,17 @@
 // of its own, whose key exchange pair then signs.
 #include "../signing_key.h"
 
-#include <fstream>
-#include <iterator>
 #include <list>
 #include <vector>
 
 #include "../cli_error.h"
+#include "../small_file.h"
 
 namespace cmskit_cli {
 
 namespace {
 
 using Bytes = std::vector<BYTE>;
-
-Bytes ReadAll(const std::string& path, const std::string& name) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw OperationError(2, "cannot read " + name);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // PEM armour taken off; DER as it is.
 Bytes Unarmoured(const Bytes& file) {
@@ -72,11 +65,11 @@ Bytes RsaPrivateKey(const Bytes& der) {
 
 void SigningKey::Load(const std::string& certificateDer, const std::string& certificateName,
                       const std::string& keyPath) {
-  const Bytes der = ReadAll(certificateDer, certificateName);
+  const Bytes der = ReadSmallFile(certificateDer, certificateName);
   certificate_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
                                               static_cast<DWORD>(der.size()));
   if (!certificate_) throw OperationError(GetLastError(), "cannot read the certificate " + certificateName);
-  const Bytes blob = Decode(PKCS_RSA_PRIVATE_KEY, RsaPrivateKey(Unarmoured(ReadAll(keyPath, keyPath))));
+  const Bytes blob = Decode(PKCS_RSA_PRIVATE_KEY, RsaPrivateKey(Unarmoured(ReadSmallFile(keyPath, keyPath))));
   if (blob.empty()) throw OperationError(GetLastError(), "cannot read the RSA private key " + keyPath);
   if (!CryptAcquireContextA(&provider_, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT) ||
       !CryptImportKey(provider_, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key_))
