@@ -3,6 +3,8 @@
 #ifndef CMSKIT_TESTS_COMMON_CRYPT_H
 #define CMSKIT_TESTS_COMMON_CRYPT_H
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 
 #include "cmskit/cmskit.h"
@@ -55,6 +57,14 @@ inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
   if (!CryptGetKeyParam(key, param, value.data(), &length, 0)) return Bytes();
   value.resize(length);
   return value;
+}
+
+// A call's result that must be a failure leaving `error` as the last error.
+inline ::testing::AssertionResult FailsWith(BOOL result, DWORD error) {
+  const DWORD last = GetLastError();
+  if (result) return ::testing::AssertionFailure() << "succeeded";
+  if (last == error) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << std::hex << "failed with 0x" << last << ", not 0x" << error;
 }
 
 // `plain` with the CBC padding that a missing final call leaves in place.

@@ -33,6 +33,7 @@ inline const cmskit_testing::Table& Cases() {
 inline Bytes Octets(const std::string& field) { return Cases().Octets(field); }
 
 using cmskit_testing::AcquireVerifyContext;
+using cmskit_testing::FailsWith;
 using cmskit_testing::ImportPlainKey;
 using cmskit_testing::KeyHandle;
 using cmskit_testing::KeyParam;
