@@ -32,12 +32,22 @@ const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
 bool OnPosix() { return PLATFORM_PATH_SEPARATOR == '/'; }
 const char* NullDevice() { return OnPosix() ? "/dev/null" : "NUL"; }
 
-// Identifier and definite length octets for any 64-bit length.
-Bytes Header(BYTE tag, uint64_t length) {
-  if (length < 0x80) return {tag, static_cast<BYTE>(length)};
-  Bytes octets;
-  for (uint64_t rest = length; rest; rest >>= 8) octets.insert(octets.begin(), static_cast<BYTE>(rest));
-  return Cat({{tag, static_cast<BYTE>(0x80 | octets.size())}, octets});
+// A nest of elements around `inner` octets not held here: each level,
+// innermost first, is a tag, the octets before what it wraps and how many
+// follow it. Gives the octets up to the inner ones.
+struct Level {
+  BYTE tag;
+  Bytes before;
+  uint64_t after = 0;
+};
+Bytes Nest(uint64_t inner, std::initializer_list<Level> levels) {
+  Bytes prefix;
+  for (const Level& level : levels) {
+    const uint64_t contents = level.before.size() + inner + level.after;
+    prefix = Cat({{level.tag}, DerLength(contents), level.before, prefix});
+    inner = contents + 1 + DerLength(contents).size();
+  }
+  return prefix;
 }
 
 // `head`, then a hole up to `size` - `tail`, then `tail`.
@@ -114,23 +124,14 @@ struct SparseSigned {
   uint64_t contentSize, total;
 
   explicit SparseSigned(uint64_t size) : contentSize(size) {
-    const Bytes oidSigned = Hex("06 09 2A 86 48 86 F7 0D 01 07 02"),
-                oidData = Hex("06 09 2A 86 48 86 F7 0D 01 07 01");
-    const Bytes version = Hex("02 01 01"),
-                algorithms = Hex("31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00");
-    trailer = Cat({Hex("A0 05 30 03 02 01 07"), Hex("31 05 30 03 02 01 01")});
-    const Bytes octets = Header(0x04, size);
-    const uint64_t wrapper = octets.size() + size;
-    const Bytes wrapperHeader = Header(0xA0, wrapper);
-    const uint64_t encap = oidData.size() + wrapperHeader.size() + wrapper;
-    const Bytes encapHeader = Header(0x30, encap);
-    const uint64_t body = version.size() + algorithms.size() + encapHeader.size() + encap + trailer.size();
-    const Bytes bodyHeader = Header(0x30, body);
-    const uint64_t explicitLength = bodyHeader.size() + body;
-    const Bytes explicitHeader = Header(0xA0, explicitLength);
-    const uint64_t outer = oidSigned.size() + explicitHeader.size() + explicitLength;
-    prefix = Cat({Header(0x30, outer), oidSigned, explicitHeader, bodyHeader, version, algorithms,
-                  encapHeader, oidData, wrapperHeader, octets});
+    trailer = Hex("A0 05 30 03 02 01 07 31 05 30 03 02 01 01");
+    prefix = Nest(size,
+                  {{0x04, {}},
+                   {0xA0, {}},
+                   {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 01")},
+                   {0x30, Hex("02 01 01 31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00"), trailer.size()},
+                   {0xA0, {}},
+                   {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 02")}});
     total = prefix.size() + size + trailer.size();
   }
   void Write(const std::string& path) const {
@@ -286,18 +287,13 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   ASSERT_TRUE(key.handle && CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
 
   const Bytes algorithm = El(0x30, Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv));
-  const Bytes eciStart = Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 01"), algorithm, Header(0x80, cipher)});
-  const uint64_t eciLength = eciStart.size() + cipher;
   const Bytes recipients = El(0x31, El(0x30, Hex("02 01 00"), El(0x30, Hex("30 00 02 01 01")),
                                        Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"), Hex("04 01 00")));
-  const Bytes bodyStart = Cat({Hex("02 01 00"), recipients, Header(0x30, eciLength)});
-  const uint64_t bodyLength = bodyStart.size() + eciLength;
-  const Bytes wrapped = Cat({Header(0x30, bodyLength), bodyStart});
-  const uint64_t wrapperLength = wrapped.size() + eciLength;
-  const Bytes oid = Hex("06 09 2A 86 48 86 F7 0D 01 07 03");
-  const Bytes explicitHeader = Header(0xA0, wrapperLength);
-  const Bytes prefix = Cat({Header(0x30, oid.size() + explicitHeader.size() + wrapperLength), oid,
-                            explicitHeader, wrapped, eciStart});
+  const Bytes prefix = Nest(cipher, {{0x80, {}},
+                                     {0x30, Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 01"), algorithm})},
+                                     {0x30, Cat({Hex("02 01 00"), recipients})},
+                                     {0xA0, {}},
+                                     {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 03")}});
   const std::string path = dir.Path("large.p7m");
   {
     std::ofstream out(path, std::ios::binary);

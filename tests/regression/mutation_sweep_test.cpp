@@ -69,13 +69,6 @@ size_t CollectLengths(const Bytes& b, size_t pos, size_t end, int depth, std::ve
   return pos;
 }
 
-Bytes Length(uint64_t value) {
-  if (value < 0x80) return {static_cast<BYTE>(value)};
-  Bytes octets;
-  for (; value != 0; value >>= 8) octets.insert(octets.begin(), static_cast<BYTE>(value));
-  return Cat({{static_cast<BYTE>(0x80 | octets.size())}, octets});
-}
-
 // Every truncation, fixed-seed flips (the same on every platform: raw engine
 // output, no distributions) and, for DER, each element's length made
 // indefinite, zero, near and past 2^32, at the end and past it. The rules of
@@ -98,7 +91,7 @@ std::vector<Bytes> Variants(const Bytes& input, bool withLengths) {
     std::vector<Bytes> lengths = {{0x80}, {0x00}};
     for (uint64_t value :
          {uint64_t{0xFFFFFFFE}, uint64_t{0xFFFFFFFF}, uint64_t{1} << 32, rest, rest + 1, rest + 0x100})
-      lengths.push_back(Length(value));
+      lengths.push_back(DerLength(value));
     for (const Bytes& length : lengths) {
       const auto at = input.begin() + static_cast<long>(field.first);
       out.push_back(
