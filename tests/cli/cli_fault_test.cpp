@@ -120,7 +120,8 @@ std::map<std::string, std::string> Results(const std::string& field) {
 
 TEST_F(CliFaults, EveryRowLeavesTheFolderAsIntended) {
   const std::string work = P("work");
-  for (const Row& row : Table("cli/faults.txt").Rows()) {
+  const Table rows("cli/faults.txt");
+  for (const Row& row : rows.Rows()) {
     const std::string args = Args(row), input = Field(row, 4);
     SCOPED_TRACE(row.where + " " + args);
     if (Field(row, 6) == "ro" && !permissionsHold_) {

@@ -49,14 +49,20 @@ inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& 
   return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
 }
 
-// A key parameter by the size-query protocol (KP_IV: the key's current IV).
-inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
+// A value by the size-query protocol: `get(buffer, &length)` asked for the
+// size, then for the value; empty on failure.
+template <class Get>
+Bytes Queried(Get get) {
   DWORD length = 0;
-  if (!CryptGetKeyParam(key, param, nullptr, &length, 0)) return Bytes();
+  if (!get(nullptr, &length)) return Bytes();
   Bytes value(length);
-  if (!CryptGetKeyParam(key, param, value.data(), &length, 0)) return Bytes();
+  if (!get(value.data(), &length)) return Bytes();
   value.resize(length);
   return value;
+}
+// A key parameter (KP_IV: the key's current IV).
+inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
+  return Queried([&](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, param, data, length, 0); });
 }
 
 // A call's result that must be a failure leaving `error` as the last error.

@@ -10,7 +10,7 @@ constexpr char kAes256Oid[] = "2.16.840.1.101.3.4.1.42";
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 const KeyKind& Kind(const std::string& name) {
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (name == kind.name) return kind;
   }
   throw std::logic_error(name);

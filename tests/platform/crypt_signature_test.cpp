@@ -24,12 +24,12 @@ bool SetDwordParam(HCRYPTKEY key, DWORD param, DWORD value) {
 Bytes BlobBytes(const BYTE* data, DWORD size) { return data ? Bytes(data, data + size) : Bytes(); }
 
 TEST(CryptPublicKeyTest, KeyFilesExportWhatTheirCertificatesHold) {
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     ProviderHandle prov;
-    ASSERT_TRUE(CryptAcquireContextA(&prov.handle, Ring().Path(std::string(kind.name) + ".key").c_str(),
-                                     nullptr, kind.provType, 0))
+    ASSERT_TRUE(CryptAcquireContextA(&prov.handle, Ring().Path(kind.name + ".key").c_str(), nullptr,
+                                     kind.provType, 0))
         << std::hex << GetLastError();
     DWORD length = 0;
     ASSERT_TRUE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length));
@@ -45,7 +45,7 @@ TEST(CryptPublicKeyTest, KeyFilesExportWhatTheirCertificatesHold) {
     const BYTE* begin = reinterpret_cast<const BYTE*>(buffer.data());
     EXPECT_TRUE(info->PublicKey.pbData > begin &&
                 info->PublicKey.pbData + info->PublicKey.cbData <= begin + length);
-    const CertPtr cert = LoadCert(Ring().Path(std::string(kind.name) + ".cer"));
+    const CertPtr cert = LoadCert(Ring().Path(kind.name + ".cer"));
     ASSERT_TRUE(cert);
     const CERT_PUBLIC_KEY_INFO& expected = cert->pCertInfo->SubjectPublicKeyInfo;
     EXPECT_STREQ(expected.Algorithm.pszObjId, info->Algorithm.pszObjId);
@@ -117,14 +117,13 @@ TEST(CryptPublicKeyTest, FailuresHaveWindowsCodes) {
 // the right key over the right content and digest.
 TEST(CryptSignatureTest, OpensslSignaturesVerify) {
   const Bytes content = Pattern(5000, 7);
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     WriteBytes(Ring().Path("content"), content);
     const std::string name = kind.name;
     ASSERT_TRUE(Ring().Openssl(
-        kind, "dgst",
-        std::string(kind.digest) + " -sign " + name + ".key " + kind.sigopts + " -out signature content"));
+        kind, "dgst", kind.digest + " -sign " + name + ".key " + kind.sigopts + " -out signature content"));
     const Bytes wire = ReadBytes(Ring().Path("signature"));
     const Bytes signature = ApiSignature(kind, wire, kind.signatureSize);
     ASSERT_EQ(kind.signatureSize, signature.size());
@@ -172,7 +171,7 @@ TEST(CryptSignatureTest, OpensslSignaturesVerify) {
 // wire order; PKCS #1 v1.5 ones are the very bytes openssl makes.
 TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
   const Bytes content = Pattern(3000, 9);
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     const std::string name = kind.name;
@@ -197,9 +196,9 @@ TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
     ASSERT_TRUE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
     ASSERT_EQ(kind.signatureSize, length);
     WriteBytes(Ring().Path("signature"), WireSignature(kind, signature));
-    EXPECT_TRUE(Ring().Openssl(kind, "dgst",
-                               std::string(kind.digest) + " -verify " + name + ".pub " + kind.sigopts +
-                                   " -signature signature content"));
+    EXPECT_TRUE(Ring().Openssl(
+        kind, "dgst",
+        kind.digest + " -verify " + name + ".pub " + kind.sigopts + " -signature signature content"));
     if (name == "rsa") {
       ASSERT_TRUE(Ring().Openssl(kind, "dgst", "-sha256 -sign rsa.key -out signature content"));
       EXPECT_EQ(ReadBytes(Ring().Path("signature")), WireSignature(kind, signature));

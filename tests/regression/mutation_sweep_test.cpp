@@ -1,6 +1,7 @@
 // Every parsing entry point fed damaged copies of real messages must come back
 // with a consistent result; the sanitizer build checks reads and leaks. File
-// entry points see a strided subset, since file I/O is slow under Wine.
+// entry points see a strided subset, since file I/O is slow under Wine. The
+// messages are listed in sweep/samples.txt.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <cstring>
 
 #include "cmskit/cmskit.h"
+#include "common/table.h"
 #include "common/test_util.h"
 #include "files/base64.h"
 
@@ -15,22 +17,6 @@ namespace cmskit_testing {
 namespace {
 
 using namespace cmskit;
-
-// Attached, detached, two signers, key identifier, streamed BER (two kinds),
-// and enveloped DER and BER from several makers; paths under the test data.
-const char* const kSamples[] = {"sweep/signed_openssl_attached.der",
-                                "sweep/signed_openssl_detached.der",
-                                "sweep/signed_openssl_two_signers.der",
-                                "sweep/signed_openssl_keyid.der",
-                                "sweep/signed_openssl_stream.der",
-                                "signed/rfc4134/4.5.bin",
-                                "signed/tk26/Signed_256.der",
-                                "enveloped/EnvelopedKTRI_512.der",
-                                "enveloped/rfc4134_5.1.bin",
-                                "enveloped/rfc4490_9.2_enveloped_keyagree.der",
-                                "decrypt/aes128.der",
-                                "sweep/enveloped_openssl_stream.der",
-                                "sweep/enveloped_crafted_indefinite.der"};
 
 // Truncations per message (in memory: all of them here), flips, rewritten
 // headers, and file variants per message and form.
@@ -180,9 +166,11 @@ class MutationSweep : public ::testing::Test {
 TEST_F(MutationSweep, EveryEntryPointSurvivesDamagedMessages) {
   const auto start = std::chrono::steady_clock::now();
   size_t variants = 0;
-  for (const char* path : kSamples) {
+  const Table samples("sweep/samples.txt");
+  for (const Row& row : samples.Rows()) {
+    const std::string& path = row[0];
     SCOPED_TRACE(path);
-    const bool isSigned = strstr(path, "sign") != nullptr;
+    const bool isSigned = path.find("sign") != std::string::npos;
     const Bytes message = ReadBytes(TestData(path));
     ASSERT_FALSE(message.empty());
     std::vector<Bytes> all = Variants(message, true);
@@ -198,7 +186,7 @@ TEST_F(MutationSweep, EveryEntryPointSurvivesDamagedMessages) {
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   std::printf("mutation sweep: %zu messages, %zu in-memory variants, %zu file variants, %.1f s\n",
-              std::size(kSamples), variants, fileVariants_, seconds);
+              samples.Rows().size(), variants, fileVariants_, seconds);
 }
 
 }  // namespace
