@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 
 #include "cmskit/cmskit.h"
 #include "common/bytes.h"
@@ -64,6 +65,36 @@ Bytes Queried(Get get) {
 inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
   return Queried([&](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, param, data, length, 0); });
 }
+
+// A certificate context whose key-provider property names `container`, for
+// the key of `keySpec` (0: no such property).
+class RecipientCertificate {
+ public:
+  RecipientCertificate(const Bytes& der, const std::string& container, DWORD provType,
+                       DWORD keySpec = AT_KEYEXCHANGE) {
+    context_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
+                                            static_cast<DWORD>(der.size()));
+    std::wstring name(container.begin(), container.end());
+    CRYPT_KEY_PROV_INFO info{};
+    info.pwszContainerName = &name[0];
+    info.dwProvType = provType;
+    info.dwKeySpec = keySpec;
+    if (context_ && keySpec &&
+        !CertSetCertificateContextProperty(context_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+      CertFreeCertificateContext(context_);
+      context_ = nullptr;
+    }
+  }
+  ~RecipientCertificate() {
+    if (context_) CertFreeCertificateContext(context_);
+  }
+  RecipientCertificate(const RecipientCertificate&) = delete;
+  RecipientCertificate& operator=(const RecipientCertificate&) = delete;
+  const CERT_CONTEXT* Get() const { return context_; }
+
+ private:
+  const CERT_CONTEXT* context_ = nullptr;
+};
 
 // A call's result that must be a failure leaving `error` as the last error.
 inline ::testing::AssertionResult FailsWith(BOOL result, DWORD error) {

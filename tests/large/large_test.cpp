@@ -234,12 +234,6 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   EXPECT_TRUE(streamed.check.Good());
 }
 
-#ifdef CMSKIT_CLI_PATH
-const char* const kTool = CMSKIT_CLI_PATH;
-#else
-const char* const kTool = nullptr;
-#endif
-
 // The tool on the same messages: type and info read them, detach and rewrite
 // stream them to standard output (compared with the content's range and the
 // message itself as they pass).
