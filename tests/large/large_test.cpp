@@ -59,11 +59,11 @@ void WriteSparse(const std::string& path, const Bytes& head, uint64_t size, cons
 }
 
 // The octets every reader of the content must see: the marks at both ends,
-// zeros between.
-class ContentCheck {
+// zeros between. It takes them as a sink of the library too.
+class ContentCheck : public cmskit::ContentSink {
  public:
   explicit ContentCheck(uint64_t size) : size_(size) {}
-  void Take(const BYTE* data, size_t length) {
+  bool Take(const BYTE* data, size_t length) override {
     for (size_t i = 0; i < length; ++i, ++seen_) {
       const uint64_t fromEnd = size_ - seen_;
       BYTE expected = 0;
@@ -71,6 +71,7 @@ class ContentCheck {
       if (fromEnd <= kTailMark.size()) expected = kTailMark[kTailMark.size() - fromEnd];
       if (data[i] != expected && wrong_ == UINT64_MAX) wrong_ = seen_;
     }
+    return true;
   }
   bool Good() const { return seen_ == size_ && wrong_ == UINT64_MAX; }
   uint64_t Seen() const { return seen_; }
@@ -79,15 +80,6 @@ class ContentCheck {
   uint64_t size_;
   uint64_t seen_ = 0;
   uint64_t wrong_ = UINT64_MAX;
-};
-
-struct CheckingSink : cmskit::ContentSink {
-  explicit CheckingSink(uint64_t size) : check(size) {}
-  bool Take(const BYTE* data, size_t size) override {
-    check.Take(data, size);
-    return true;
-  }
-  ContentCheck check;
 };
 
 // A named pipe whose reader hands everything written to it to `consume`,
@@ -173,9 +165,9 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
   EXPECT_EQ(message.WriteObject(sink, 0xFFFFFFFF), 0u);
   EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
 
-  CheckingSink content(shape.contentSize);
+  ContentCheck content(shape.contentSize);
   EXPECT_TRUE(message.StreamContent(content, &error));
-  EXPECT_TRUE(content.check.Good()) << content.check.Seen();
+  EXPECT_TRUE(content.Good()) << content.Seen();
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
 
   // Rewritten through a pipe, octet for octet the message read.
@@ -229,9 +221,9 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   // The same layout as the sparse message.
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
   EXPECT_EQ(message.GetDataInfo64().end, GetParam());
-  CheckingSink streamed(GetParam());
+  ContentCheck streamed(GetParam());
   EXPECT_TRUE(message.StreamContent(streamed, &error));
-  EXPECT_TRUE(streamed.check.Good());
+  EXPECT_TRUE(streamed.Good());
 }
 
 // The tool on the same messages: type and info read them, detach and rewrite
