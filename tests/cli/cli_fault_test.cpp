@@ -4,11 +4,14 @@
 // one folder; afterwards the folder must hold exactly what it held before
 // plus the row's intended results (so inputs are unchanged byte for byte and
 // no partial or temporary file is left), and a failure prints exactly one
-// line naming the file.
+// line naming the file. The rows are in cli/faults.txt.
 #include <filesystem>
 #include <map>
 
+#include <sstream>
+
 #include "cli/cli_fixture.h"
+#include "common/table.h"
 
 namespace cmskit_testing {
 namespace {
@@ -97,106 +100,51 @@ class CliFaults : public CliTest {
 
 bool CliFaults::permissionsHold_ = false;
 
-struct Row {
-  std::string args;
-  int status;
-  std::string named;                                         // in the one error line
-  std::vector<std::pair<std::string, std::string>> results;  // file, expected bytes
-  std::string input = "";                                    // piped to standard input
-  std::string standardOutput = "";                           // expected bytes, or "=" and text
-  bool permissions = false;                                  // needs ro/ and locked.der to hold
-};
+// A field of the table, empty when the row stops before it.
+std::string Field(const Row& row, size_t i) { return i < row.fields.size() ? row[i] : ""; }
 
-const std::string kDecrypt = " -c Tester.crt -k Tester.key -o ";
-
-const Row kRows[] = {
-    // The same file in and out: the right result, in place.
-    {"rewrite m.der m.der", 0, "", {{"m.der", "rewritten"}}},
-    {"base64 encode m.der m.der", 0, "", {{"m.der", "m.b64"}}},
-    {"base64 decode m.b64 m.b64", 0, "", {{"m.b64", "m.der"}}},
-    {"decrypt e.der" + kDecrypt + "e.der", 0, "", {{"e.der", "c.bin"}}},
-    {"decrypt s.der" + kDecrypt + "s.der", 0, "", {{"s.der", "c.bin"}}},
-    {"detach m.der m.der", 0, "", {{"m.der", "c.bin"}}},
-    {"detach m.der x.bin -o m.der", 0, "", {{"m.der", "detached"}, {"x.bin", "c.bin"}}},
-    {"attach d.der c.bin -o c.bin", 0, "", {{"c.bin", "attached"}}},
-    {"attach d.der c.bin -o d.der", 0, "", {{"d.der", "attached"}}},
-    {"detach m.der x.bin -o x.bin", 2, "x.bin", {}},
-    // A full device.
-    {"rewrite m.der /dev/full", 1, "/dev/full", {}},
-    {"base64 encode m.der /dev/full", 1, "/dev/full", {}},
-    {"base64 decode m.b64 /dev/full", 1, "/dev/full", {}},
-    {"decrypt e.der" + kDecrypt + "/dev/full", 1, "/dev/full", {}},
-    {"detach m.der /dev/full", 1, "/dev/full", {}},
-    {"detach m.der x.bin -o /dev/full", 1, "/dev/full", {}},
-    {"attach d.der c.bin -o /dev/full", 1, "/dev/full", {}},
-    {"info m.der >/dev/full", 1, "standard output", {}},
-    // A folder that is missing or read-only.
-    {"rewrite m.der no/out", 1, "no/out", {}},
-    {"decrypt s.der" + kDecrypt + "no/out", 1, "no/out", {}},
-    {"detach m.der x.bin -o no/out", 1, "no/out: 0x00000003 (path not found)", {}},
-    {"attach d.der c.bin -o no/out", 1, "no/out", {}},
-    {"base64 encode m.der no/out", 1, "no/out", {}},
-    {"rewrite m.der ro/out", 1, "ro/out: 0x00000005 (access denied)", {}, "", "", true},
-    {"decrypt s.der" + kDecrypt + "ro/out", 1, "ro/out", {}, "", "", true},
-    {"detach m.der x.bin -o ro/out", 1, "ro/out", {}, "", "", true},
-    // Inputs that are a directory, missing, truncated or damaged.
-    {"info dir", 1, "dir: it is a directory", {}},
-    {"info locked.der", 1, "locked.der: 0x00000005 (access denied)", {}, "", "", true},
-    {"rewrite dir out", 1, "dir: it is a directory", {}},
-    {"decrypt dir" + kDecrypt + "out", 1, "dir: it is a directory", {}},
-    {"attach d.der dir -o out", 1, "dir: it is a directory", {}},
-    {"base64 encode dir out", 1, "dir: it is a directory", {}},
-    {"type m.der dir", 1, "dir: it is a directory", {}, "", "=m.der: signed-attached\n"},
-    {"type nothing m.der", 1, "nothing: 0x00000002 (file not found)", {}, "", "=m.der: signed-attached\n"},
-    {"info t.der", 1, "t.der", {}},
-    {"rewrite t.der out", 1, "t.der", {}},
-    {"detach t.der out", 1, "t.der", {}},
-    {"decrypt bad.der" + kDecrypt + "out", 1, "bad.der: the padding of the last block is wrong", {}},
-    // The wrong key or certificate, and recipients the library does not read.
-    {"decrypt e.der -c Stranger.crt -k Stranger.key -o out", 1, "e.der: none of its recipients", {}},
-    {"decrypt e.der -c Tester.crt -k Stranger.key -o out", 1, "does not unwrap with Stranger.key", {}},
-    {"decrypt kari.der" + kDecrypt + "out",
-     1,
-     "kari.der: key agreement recipient (kari) is not supported",
-     {}},
-    {"info pwri.der", 1, "pwri.der: password recipient (pwri) is not supported", {}},
-    {"info kekri.der", 1, "kekri.der: key encryption key recipient (kekri) is not supported", {}},
-    // Pipes in and standard output out.
-    {"rewrite - out", 0, "", {{"out", "rewritten"}}, "m.der"},
-    {"base64 decode /dev/stdin out", 0, "", {{"out", "m.der"}}, "m.b64"},
-    {"decrypt -" + kDecrypt + "out", 0, "", {{"out", "c.bin"}}, "s.der"},
-    {"attach d.der - -o out", 0, "", {{"out", "attached"}}, "c.bin"},
-    {"detach m.der -", 0, "", {}, "", "c.bin"},
-    {"decrypt s.der" + kDecrypt + "-", 0, "", {}, "", "c.bin"},
-    {"base64 encode - -", 0, "", {}, "m.der", "m.b64"},
-    {"attach d.der c.bin -o -", 0, "", {}, "", "attached"},
-};
+// The row's arguments with $key spelled out, its results as file and key.
+std::string Args(const Row& row) {
+  std::string args = row[0];
+  for (size_t at; (at = args.find("$key")) != std::string::npos;)
+    args.replace(at, 4, " -c Tester.crt -k Tester.key -o ");
+  return args;
+}
+std::map<std::string, std::string> Results(const std::string& field) {
+  std::map<std::string, std::string> out;
+  std::stringstream pairs(field);
+  for (std::string pair; std::getline(pairs, pair, ',');)
+    out[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+  return out;
+}
 
 TEST_F(CliFaults, EveryRowLeavesTheFolderAsIntended) {
   const std::string work = P("work");
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.args);
-    if (row.permissions && !permissionsHold_) {
-      std::printf("skipped \"%s\": permissions do not hold here (running as root)\n", row.args.c_str());
+  const Table rows("cli/faults.txt");
+  for (const Row& row : rows.Rows()) {
+    const std::string args = Args(row), input = Field(row, 4);
+    SCOPED_TRACE(row.where + " " + args);
+    if (Field(row, 6) == "ro" && !permissionsHold_) {
+      std::printf("skipped \"%s\": permissions do not hold here (running as root)\n", args.c_str());
       continue;
     }
     fs::remove_all(work);
     fs::copy(P("template"), work, fs::copy_options::recursive);
     Folder expected = Snapshot(work);
     Protect(work, true);
-    for (const auto& [file, key] : row.results) expected[file] = Expected(key);
-    const int status = Tool(row.args, row.input.empty() ? "" : work + "/" + row.input, work);
+    for (const auto& [file, key] : Results(Field(row, 3))) expected[file] = Expected(key);
+    const int status = Tool(args, input.empty() ? "" : work + "/" + input, work);
     Protect(work, false);
 
     const std::string err = Read("err.txt");
-    EXPECT_EQ(status, row.status) << err;
-    EXPECT_EQ(Lines(err), row.status == 0 ? 0u : 1u) << err;
-    EXPECT_NE(err.find(row.named), std::string::npos) << err;
+    EXPECT_EQ(status, std::stoi(row[1])) << err;
+    EXPECT_EQ(Lines(err), row[1] == "0" ? 0u : 1u) << err;
+    EXPECT_NE(err.find(Field(row, 2)), std::string::npos) << err;
     EXPECT_EQ(Snapshot(work), expected);
-    if (!row.standardOutput.empty()) {
-      const std::string& out = row.standardOutput;
-      EXPECT_EQ(ReadBytes(P("out.txt")), out[0] == '=' ? Text(out.substr(1)) : Expected(out));
-    }
+    std::string out = Field(row, 5);
+    if (out.empty()) continue;
+    if (out.size() > 2 && out.compare(out.size() - 2, 2, "\\n") == 0) out.replace(out.size() - 2, 2, "\n");
+    EXPECT_EQ(ReadBytes(P("out.txt")), out[0] == '=' ? Text(out.substr(1)) : Expected(out));
   }
 }
 

@@ -12,12 +12,6 @@
 
 namespace cmskit_testing {
 
-#ifdef CMSKIT_CLI_PATH
-inline const char* const kTool = CMSKIT_CLI_PATH;
-#else
-inline const char* const kTool = nullptr;
-#endif
-
 class CliTest : public ::testing::Test {
  protected:
   static bool Usable() { return kTool && PLATFORM_PATH_SEPARATOR == '/' && Openssl::Get().ok(); }

@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/cli_fixture.h"
+#include "common/table.h"
 
 namespace cmskit_testing {
 namespace {
@@ -90,23 +91,11 @@ TEST_F(CliCommands, VerifyAndCheckedAttach) {
 
 // Bad usage: exit status 2 and one line that says what and points to --help.
 TEST_F(CliCommands, UsageMistakes) {
-  const struct {
-    std::string args, message;
-  } cases[] = {
-      {"", "cmskit: a subcommand is required (see 'cmskit --help')"},
-      {"bogus", "cmskit: unknown subcommand 'bogus' (see 'cmskit --help')"},
-      {"help bogus", "cmskit help: unknown subcommand 'bogus' (see 'cmskit help --help')"},
-      {"info", "cmskit info: FILE is required (see 'cmskit info --help')"},
-      {"base64 sideways a b", "cmskit base64: "},
-      {"detach attached.p7s x -o x", "cmskit detach: two results cannot both replace x"},
-      {"detach attached.p7s - -o -", "cmskit detach: standard output (-) can take only one of the results"},
-      {"attach - - -o x", "cmskit attach: standard input (-) can be read only once"},
-      {"verify detached.pem", "cmskit verify: detached.pem holds no content"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Tool(c.args), 2) << c.args;
+  const Table table("cli/usage.txt");
+  for (const Row& row : table.Rows()) {
+    EXPECT_EQ(Tool(row[0]), 2) << row.where;
     const std::string err = Read("err.txt");
-    EXPECT_EQ(err.rfind(c.message, 0), 0u) << c.args << ": " << err;
+    EXPECT_EQ(err.rfind(row[1], 0), 0u) << row.where << ": " << err;
     EXPECT_EQ(Lines(err), 1u) << err;
     EXPECT_NE(err.find("--help')"), std::string::npos) << err;
   }

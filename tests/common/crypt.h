@@ -3,7 +3,10 @@
 #ifndef CMSKIT_TESTS_COMMON_CRYPT_H
 #define CMSKIT_TESTS_COMMON_CRYPT_H
 
+#include <gtest/gtest.h>
+
 #include <cstring>
+#include <string>
 
 #include "cmskit/cmskit.h"
 #include "common/bytes.h"
@@ -47,14 +50,58 @@ inline HCRYPTKEY ImportPlainKey(HCRYPTPROV prov, ALG_ID algorithm, const Bytes& 
   return CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key) ? key : 0;
 }
 
-// A key parameter by the size-query protocol (KP_IV: the key's current IV).
-inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
+// A value by the size-query protocol: `get(buffer, &length)` asked for the
+// size, then for the value; empty on failure.
+template <class Get>
+Bytes Queried(Get get) {
   DWORD length = 0;
-  if (!CryptGetKeyParam(key, param, nullptr, &length, 0)) return Bytes();
+  if (!get(nullptr, &length)) return Bytes();
   Bytes value(length);
-  if (!CryptGetKeyParam(key, param, value.data(), &length, 0)) return Bytes();
+  if (!get(value.data(), &length)) return Bytes();
   value.resize(length);
   return value;
+}
+// A key parameter (KP_IV: the key's current IV).
+inline Bytes KeyParam(HCRYPTKEY key, DWORD param = KP_IV) {
+  return Queried([&](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, param, data, length, 0); });
+}
+
+// A certificate context whose key-provider property names `container`, for
+// the key of `keySpec` (0: no such property).
+class RecipientCertificate {
+ public:
+  RecipientCertificate(const Bytes& der, const std::string& container, DWORD provType,
+                       DWORD keySpec = AT_KEYEXCHANGE) {
+    context_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
+                                            static_cast<DWORD>(der.size()));
+    std::wstring name(container.begin(), container.end());
+    CRYPT_KEY_PROV_INFO info{};
+    info.pwszContainerName = &name[0];
+    info.dwProvType = provType;
+    info.dwKeySpec = keySpec;
+    if (context_ && keySpec &&
+        !CertSetCertificateContextProperty(context_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
+      CertFreeCertificateContext(context_);
+      context_ = nullptr;
+    }
+  }
+  ~RecipientCertificate() {
+    if (context_) CertFreeCertificateContext(context_);
+  }
+  RecipientCertificate(const RecipientCertificate&) = delete;
+  RecipientCertificate& operator=(const RecipientCertificate&) = delete;
+  const CERT_CONTEXT* Get() const { return context_; }
+
+ private:
+  const CERT_CONTEXT* context_ = nullptr;
+};
+
+// A call's result that must be a failure leaving `error` as the last error.
+inline ::testing::AssertionResult FailsWith(BOOL result, DWORD error) {
+  const DWORD last = GetLastError();
+  if (result) return ::testing::AssertionFailure() << "succeeded";
+  if (last == error) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << std::hex << "failed with 0x" << last << ", not 0x" << error;
 }
 
 // `plain` with the CBC padding that a missing final call leaves in place.

@@ -4,6 +4,7 @@
 #ifndef CMSKIT_TESTS_COMMON_SIGN_DATA_UTIL_H
 #define CMSKIT_TESTS_COMMON_SIGN_DATA_UTIL_H
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -79,6 +80,16 @@ inline ToSignStruct MemoryContent(const Bytes& bytes) {
   content.data = const_cast<BYTE*>(bytes.data());
   content.end = static_cast<DWORD>(bytes.size());
   return content;
+}
+
+// Detaches into memory (allocated or `buffer`) and gives the content.
+inline Bytes DetachToMemory(SignData& message, BYTE* buffer = nullptr, int* error = nullptr) {
+  ToSignStruct out;
+  out.data = buffer;
+  if (!message.DetachData(out, error)) return Text("failed");
+  std::unique_ptr<BYTE[]> owned(buffer ? nullptr : static_cast<BYTE*>(out.data));
+  const BYTE* data = static_cast<BYTE*>(out.data);
+  return data ? Bytes(data + out.begin, data + out.end) : Bytes();
 }
 
 inline bool ReadMemory(SignData& message, const Bytes& bytes, int* pError = nullptr) {

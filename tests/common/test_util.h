@@ -67,6 +67,13 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+// The cmskit tool, for the suites built with its path.
+#ifdef CMSKIT_CLI_PATH
+inline const char* const kTool = CMSKIT_CLI_PATH;
+#else
+inline const char* const kTool = nullptr;
+#endif
+
 inline bool Shell(const std::string& command) {
   return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0;
 }

@@ -1,5 +1,6 @@
 // EnvelopedData::GetEncryptionKey against an import function installed here for a private OID.
 #include <algorithm>
+#include <memory>
 
 #include "enveloped/enveloped_test_util.h"
 
@@ -52,20 +53,11 @@ class GetEncryptionKeyTest : public ::testing::Test {
     otherIssuer_ = Tlv(0x30, Cat({Octets("$issuer"), Tlv(0x02, serial)}));
     lastCall.clear();
   }
-  void TearDown() override {
-    for (const CERT_CONTEXT* cert : certs_) CertFreeCertificateContext(cert);
-  }
   // With keySpec 0 the certificate has no key-provider property.
   const CERT_CONTEXT* NewCertificate(DWORD keySpec) {
-    const Bytes der = ReadBytes(TestData("decrypt/recipient.cer"));
-    const CERT_CONTEXT* cert =
-        CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(), Size(der));
-    if (!cert) return nullptr;
-    certs_.push_back(cert);
-    std::wstring container = L"cmskit-test-container";
-    CRYPT_KEY_PROV_INFO info{&container[0], nullptr, PROV_RSA_AES, 0, 0, nullptr, keySpec};
-    EXPECT_TRUE(!keySpec || CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-    return cert;
+    certs_.push_back(std::make_unique<cmskit_testing::RecipientCertificate>(
+        ReadBytes(TestData("decrypt/recipient.cer")), "cmskit-test-container", PROV_RSA_AES, keySpec));
+    return certs_.back()->Get();
   }
   int Import(std::vector<TransRecipientInfo> recipients, const CERT_CONTEXT* cert, int* error,
              const char* oid = kTestOid) {
@@ -81,7 +73,7 @@ class GetEncryptionKeyTest : public ::testing::Test {
   ProviderHandle prov_;
   Bytes mine_, otherSerial_, otherIssuer_;
   const CERT_CONTEXT* cert_ = nullptr;
-  std::vector<const CERT_CONTEXT*> certs_;
+  std::vector<std::unique_ptr<cmskit_testing::RecipientCertificate>> certs_;
   HCRYPTKEY key_ = 0;
 };
 

@@ -33,24 +33,17 @@ inline const cmskit_testing::Table& Cases() {
 inline Bytes Octets(const std::string& field) { return Cases().Octets(field); }
 
 using cmskit_testing::AcquireVerifyContext;
+using cmskit_testing::FailsWith;
 using cmskit_testing::ImportPlainKey;
 using cmskit_testing::KeyHandle;
 using cmskit_testing::KeyParam;
 using cmskit_testing::Owned;
+using cmskit_testing::Pattern;
 using cmskit_testing::PlainKeyBlob;
 using cmskit_testing::ProviderHandle;
+using cmskit_testing::Queried;
 using cmskit_testing::TempDir;
 using cmskit_testing::WithPadding;
-
-inline Bytes Pattern(size_t size, unsigned seed) {
-  Bytes bytes(size);
-  unsigned state = seed * 2654435761u + 1;
-  for (BYTE& b : bytes) {
-    state = state * 1103515245u + 12345u;
-    b = static_cast<BYTE>(state >> 16);
-  }
-  return bytes;
-}
 
 inline Bytes EncryptCbc(HCRYPTKEY key, const Bytes& iv, const Bytes& plain) {
   Bytes buffer = Cat({plain, Bytes(64)});

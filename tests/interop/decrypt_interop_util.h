@@ -17,33 +17,6 @@ using namespace cmskit;
 
 constexpr DWORD kBadArguments = 160;
 
-// A certificate context whose key-provider property names `container`.
-class RecipientCertificate {
- public:
-  RecipientCertificate(const Bytes& der, const std::string& container, DWORD provType) {
-    context_ = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
-                                            static_cast<DWORD>(der.size()));
-    std::wstring name(container.begin(), container.end());
-    CRYPT_KEY_PROV_INFO info{};
-    info.pwszContainerName = &name[0];
-    info.dwProvType = provType;
-    info.dwKeySpec = AT_KEYEXCHANGE;
-    if (context_ && !CertSetCertificateContextProperty(context_, CERT_KEY_PROV_INFO_PROP_ID, 0, &info)) {
-      CertFreeCertificateContext(context_);
-      context_ = nullptr;
-    }
-  }
-  ~RecipientCertificate() {
-    if (context_) CertFreeCertificateContext(context_);
-  }
-  RecipientCertificate(const RecipientCertificate&) = delete;
-  RecipientCertificate& operator=(const RecipientCertificate&) = delete;
-  const CERT_CONTEXT* Get() const { return context_; }
-
- private:
-  const CERT_CONTEXT* context_ = nullptr;
-};
-
 struct Decryption {
   bool ok = false;
   int importError = -1;  // pError of GetEncryptionKey

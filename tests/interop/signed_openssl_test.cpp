@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <memory>
 
 #include "common/sign_data_util.h"
+#include "common/table.h"
 
 namespace cmskit_testing {
 namespace {
@@ -38,14 +38,6 @@ SignData Parse(const Bytes& bytes) {
   return message;
 }
 
-Bytes Detach(SignData& message, const std::string& target = "") {
-  ToSignStruct out = target.empty() ? ToSignStruct() : FileTarget(target);
-  EXPECT_TRUE(message.DetachData(out, nullptr));
-  if (!target.empty()) return ReadBytes(target);
-  std::unique_ptr<BYTE[]> owned(static_cast<BYTE*>(out.data));
-  return out.data ? Bytes(owned.get() + out.begin, owned.get() + out.end) : Bytes();
-}
-
 // Fields, attributes in received order and a signing time within the hour.
 void ExpectSignerInfos(const SignData& message, DWORD version, const std::vector<std::string>& oids) {
   const uint64_t now = 116444736000000000ULL + static_cast<uint64_t>(std::time(nullptr)) * 10000000ULL;
@@ -68,45 +60,35 @@ void ExpectSignerInfos(const SignData& message, DWORD version, const std::vector
 
 const std::vector<std::string> kAttributes = {"1.2.840.113549.1.9.3", "1.2.840.113549.1.9.5",
                                               "1.2.840.113549.1.9.4", "1.2.840.113549.1.9.15"};
-const std::vector<std::string> kNoCapabilities(kAttributes.begin(), kAttributes.begin() + 3);
+const std::vector<std::string> kNoCapabilities(kAttributes.begin(), kAttributes.begin() + 3), kNone;
 
 TEST_F(SignedOpenssl, ReadWrittenBackAndDetached) {
-  const struct {
-    const char* options;
-    size_t certificates, signers;
-    bool attached;
-    DWORD version;
-    const std::vector<std::string>& oids;
-  } cases[] = {
-      {"cms -sign +a -nodetach", 1, 1, true, 1, kAttributes},
-      {"cms -sign +a -nosmimecap", 1, 1, false, 1, kNoCapabilities},
-      {"cms -sign +a +b -nodetach", 2, 2, true, 1, kAttributes},
-      {"cms -sign +a -nodetach -nocerts", 0, 1, true, 1, kAttributes},
-      {"cms -sign +a -nodetach -noattr", 1, 1, true, 1, {}},
-      {"cms -sign +a -nodetach -keyid -nosmimecap", 1, 1, true, 3, kNoCapabilities},
-      // openssl smime writes NULL parameters: the message comes back unchanged.
-      {"smime -sign +a +b -nodetach -nosmimecap", 2, 2, true, 1, kNoCapabilities},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.options);
+  const Table table("interop/signed_openssl.txt");
+  for (const Row& row : table.Rows()) {
+    const std::string& options = row[0];
+    const bool attached = row[3] == "yes";
+    SCOPED_TRACE(row.where);
     const Bytes content = Pattern(3000, 11);
-    const Bytes der = S().Make(content, c.options);
+    const Bytes der = S().Make(content, options);
     ASSERT_FALSE(der.empty());
     const Bytes expected = WithNullDigestParameters(der);
-    EXPECT_EQ(expected == der, c.options[0] == 's');
+    EXPECT_EQ(expected == der, options[0] == 's');
     const std::string written = Path("written.der");
     auto [memory, file] =
-        ExpectRoundTrip(Path("message.der"), c.attached ? content : Bytes(), expected, written);
-    EXPECT_EQ(memory.certificates.size(), c.certificates);
-    EXPECT_EQ(memory.signerInfos.size(), c.signers);
-    ExpectSignerInfos(memory, c.version, c.oids);
-    if (!c.attached) continue;
+        ExpectRoundTrip(Path("message.der"), attached ? content : Bytes(), expected, written);
+    EXPECT_EQ(memory.certificates.size(), std::stoul(row[1]));
+    EXPECT_EQ(memory.signerInfos.size(), std::stoul(row[2]));
+    ExpectSignerInfos(memory, std::stoul(row[4]),
+                      row[5] == "all"     ? kAttributes
+                      : row[5] == "nocap" ? kNoCapabilities
+                                          : kNone);
+    if (!attached) continue;
     // Back in: the same message, accepted by openssl.
     const std::string detached = written + ".content";
     ASSERT_TRUE(file.AttachData(FileContent(detached, 0, ToSignStruct::kToEndOfFile), nullptr));
     EXPECT_EQ(WriteToFile(file, written), expected.size());
     EXPECT_EQ(ReadBytes(written), expected);
-    EXPECT_TRUE(Verifies(written, content) || !c.certificates);
+    EXPECT_TRUE(Verifies(written, content) || row[1] == "0");
   }
 }
 
@@ -148,7 +130,7 @@ TEST_F(SignedOpenssl, StreamedBer) {
     EXPECT_TRUE(Verifies(written, content));
     SignData again;
     ReadFromFile(again, Path("message.der"));
-    EXPECT_EQ(Detach(again), content);
+    EXPECT_EQ(DetachToMemory(again), content);
   }
 }
 
@@ -163,7 +145,10 @@ TEST_F(SignedOpenssl, AtAnOffset) {
   SignData junk;
   ReadFromFile(junk, padded, 1234);
   EXPECT_EQ(junk.GetDataInfo().begin, 1234 + Find(der, content));
-  EXPECT_EQ(Detach(junk, Path("offset.content")), content);
+  const std::string detached = Path("offset.content");
+  ToSignStruct target = FileTarget(detached);
+  EXPECT_TRUE(junk.DetachData(target, nullptr));
+  EXPECT_EQ(ReadBytes(detached), content);
 
   WriteBytes(twice, Cat({der, der}));
   SignData second;

@@ -34,12 +34,22 @@ const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
 bool OnPosix() { return PLATFORM_PATH_SEPARATOR == '/'; }
 const char* NullDevice() { return OnPosix() ? "/dev/null" : "NUL"; }
 
-// Identifier and definite length octets for any 64-bit length.
-Bytes Header(BYTE tag, uint64_t length) {
-  if (length < 0x80) return {tag, static_cast<BYTE>(length)};
-  Bytes octets;
-  for (uint64_t rest = length; rest; rest >>= 8) octets.insert(octets.begin(), static_cast<BYTE>(rest));
-  return Cat({{tag, static_cast<BYTE>(0x80 | octets.size())}, octets});
+// A nest of elements around `inner` octets not held here: each level,
+// innermost first, is a tag, the octets before what it wraps and how many
+// follow it. Gives the octets up to the inner ones.
+struct Level {
+  BYTE tag;
+  Bytes before;
+  uint64_t after = 0;
+};
+Bytes Nest(uint64_t inner, std::initializer_list<Level> levels) {
+  Bytes prefix;
+  for (const Level& level : levels) {
+    const uint64_t contents = level.before.size() + inner + level.after;
+    prefix = Cat({{level.tag}, DerLength(contents), level.before, prefix});
+    inner = contents + 1 + DerLength(contents).size();
+  }
+  return prefix;
 }
 
 // `head`, then a hole up to `size` - `tail`, then `tail`.
@@ -51,11 +61,11 @@ void WriteSparse(const std::string& path, const Bytes& head, uint64_t size, cons
 }
 
 // The octets every reader of the content must see: the marks at both ends,
-// zeros between.
-class ContentCheck {
+// zeros between. It takes them as a sink of the library too.
+class ContentCheck : public cmskit::ContentSink {
  public:
   explicit ContentCheck(uint64_t size) : size_(size) {}
-  void Take(const BYTE* data, size_t length) {
+  bool Take(const BYTE* data, size_t length) override {
     for (size_t i = 0; i < length; ++i, ++seen_) {
       const uint64_t fromEnd = size_ - seen_;
       BYTE expected = 0;
@@ -63,6 +73,7 @@ class ContentCheck {
       if (fromEnd <= kTailMark.size()) expected = kTailMark[kTailMark.size() - fromEnd];
       if (data[i] != expected && wrong_ == UINT64_MAX) wrong_ = seen_;
     }
+    return true;
   }
   bool Good() const { return seen_ == size_ && wrong_ == UINT64_MAX; }
   uint64_t Seen() const { return seen_; }
@@ -71,15 +82,6 @@ class ContentCheck {
   uint64_t size_;
   uint64_t seen_ = 0;
   uint64_t wrong_ = UINT64_MAX;
-};
-
-struct CheckingSink : cmskit::ContentSink {
-  explicit CheckingSink(uint64_t size) : check(size) {}
-  bool Take(const BYTE* data, size_t size) override {
-    check.Take(data, size);
-    return true;
-  }
-  ContentCheck check;
 };
 
 // A named pipe whose reader hands everything written to it to `consume`,
@@ -116,23 +118,14 @@ struct SparseSigned {
   uint64_t contentSize, total;
 
   explicit SparseSigned(uint64_t size) : contentSize(size) {
-    const Bytes oidSigned = Hex("06 09 2A 86 48 86 F7 0D 01 07 02"),
-                oidData = Hex("06 09 2A 86 48 86 F7 0D 01 07 01");
-    const Bytes version = Hex("02 01 01"),
-                algorithms = Hex("31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00");
-    trailer = Cat({Hex("A0 05 30 03 02 01 07"), Hex("31 05 30 03 02 01 01")});
-    const Bytes octets = Header(0x04, size);
-    const uint64_t wrapper = octets.size() + size;
-    const Bytes wrapperHeader = Header(0xA0, wrapper);
-    const uint64_t encap = oidData.size() + wrapperHeader.size() + wrapper;
-    const Bytes encapHeader = Header(0x30, encap);
-    const uint64_t body = version.size() + algorithms.size() + encapHeader.size() + encap + trailer.size();
-    const Bytes bodyHeader = Header(0x30, body);
-    const uint64_t explicitLength = bodyHeader.size() + body;
-    const Bytes explicitHeader = Header(0xA0, explicitLength);
-    const uint64_t outer = oidSigned.size() + explicitHeader.size() + explicitLength;
-    prefix = Cat({Header(0x30, outer), oidSigned, explicitHeader, bodyHeader, version, algorithms,
-                  encapHeader, oidData, wrapperHeader, octets});
+    trailer = Hex("A0 05 30 03 02 01 07 31 05 30 03 02 01 01");
+    prefix = Nest(size,
+                  {{0x04, {}},
+                   {0xA0, {}},
+                   {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 01")},
+                   {0x30, Hex("02 01 01 31 0F 30 0D 06 09 60 86 48 01 65 03 04 02 01 05 00"), trailer.size()},
+                   {0xA0, {}},
+                   {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 02")}});
     total = prefix.size() + size + trailer.size();
   }
   void Write(const std::string& path) const {
@@ -174,9 +167,9 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
   EXPECT_EQ(message.WriteObject(sink, 0xFFFFFFFF), 0u);
   EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
 
-  CheckingSink content(shape.contentSize);
+  ContentCheck content(shape.contentSize);
   EXPECT_TRUE(message.StreamContent(content, &error));
-  EXPECT_TRUE(content.check.Good()) << content.check.Seen();
+  EXPECT_TRUE(content.Good()) << content.Seen();
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
 
   // Rewritten through a pipe, octet for octet the message read.
@@ -230,16 +223,10 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   // The same layout as the sparse message.
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
   EXPECT_EQ(message.GetDataInfo64().end, GetParam());
-  CheckingSink streamed(GetParam());
+  ContentCheck streamed(GetParam());
   EXPECT_TRUE(message.StreamContent(streamed, &error));
-  EXPECT_TRUE(streamed.check.Good());
+  EXPECT_TRUE(streamed.Good());
 }
-
-#ifdef CMSKIT_CLI_PATH
-const char* const kTool = CMSKIT_CLI_PATH;
-#else
-const char* const kTool = nullptr;
-#endif
 
 // The tool on the same messages: type and info read them, detach and rewrite
 // stream them to standard output (compared with the content's range and the
@@ -288,18 +275,13 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   ASSERT_TRUE(key.handle && CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
 
   const Bytes algorithm = El(0x30, Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv));
-  const Bytes eciStart = Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 01"), algorithm, Header(0x80, cipher)});
-  const uint64_t eciLength = eciStart.size() + cipher;
   const Bytes recipients = El(0x31, El(0x30, Hex("02 01 00"), El(0x30, Hex("30 00 02 01 01")),
                                        Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"), Hex("04 01 00")));
-  const Bytes bodyStart = Cat({Hex("02 01 00"), recipients, Header(0x30, eciLength)});
-  const uint64_t bodyLength = bodyStart.size() + eciLength;
-  const Bytes wrapped = Cat({Header(0x30, bodyLength), bodyStart});
-  const uint64_t wrapperLength = wrapped.size() + eciLength;
-  const Bytes oid = Hex("06 09 2A 86 48 86 F7 0D 01 07 03");
-  const Bytes explicitHeader = Header(0xA0, wrapperLength);
-  const Bytes prefix = Cat({Header(0x30, oid.size() + explicitHeader.size() + wrapperLength), oid,
-                            explicitHeader, wrapped, eciStart});
+  const Bytes prefix = Nest(cipher, {{0x80, {}},
+                                     {0x30, Cat({Hex("06 09 2A 86 48 86 F7 0D 01 07 01"), algorithm})},
+                                     {0x30, Cat({Hex("02 01 00"), recipients})},
+                                     {0xA0, {}},
+                                     {0x30, Hex("06 09 2A 86 48 86 F7 0D 01 07 03")}});
   const std::string path = dir.Path("large.p7m");
   {
     std::ofstream out(path, std::ios::binary);

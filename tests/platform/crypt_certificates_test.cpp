@@ -50,15 +50,15 @@ TEST(CertificateTest, FieldsOfAPublishedCertificate) {
   EXPECT_TRUE(CertFreeCertificateContext(cert));
   EXPECT_NE(nullptr, cert->pCertInfo);  // still referenced once
   EXPECT_TRUE(CertFreeCertificateContext(cert));
-  EXPECT_FALSE(CertFreeCertificateContext(cert));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(FailsWith(CertFreeCertificateContext(cert), E_INVALIDARG));
   CERT_CONTEXT foreign = {};
   EXPECT_FALSE(CertFreeCertificateContext(&foreign));
   EXPECT_EQ(nullptr, CertDuplicateCertificateContext(&foreign));
   EXPECT_TRUE(CertFreeCertificateContext(nullptr));
   DWORD length = 0;
-  EXPECT_FALSE(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(
+      FailsWith(CertGetCertificateContextProperty(&foreign, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length),
+                E_INVALIDARG));
 }
 
 TEST(CertificateTest, SerialNumbersKeepTheirSignOctet) {
@@ -101,8 +101,8 @@ TEST(CertificateTest, KeyProviderInfoIsCopiedWhole) {
   PCCERT_CONTEXT cert = Create(ReadData("BobRSASignByCarl.cer"));
   ASSERT_NE(nullptr, cert);
   DWORD length = 0;
-  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(CRYPT_E_NOT_FOUND), GetLastError());
+  EXPECT_TRUE(FailsWith(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length),
+                        CRYPT_E_NOT_FOUND));
   std::wstring container = L"/keys/bob.pem";
   BYTE paramData[3] = {7, 8, 9};
   CRYPT_KEY_PROV_PARAM param = {42, paramData, sizeof(paramData), 5};
@@ -113,8 +113,8 @@ TEST(CertificateTest, KeyProviderInfoIsCopiedWhole) {
   std::vector<uint64_t> storage(length / 8 + 1);
   auto* got = reinterpret_cast<CRYPT_KEY_PROV_INFO*>(storage.data());
   length -= 1;
-  EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, got, &length));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+  EXPECT_TRUE(FailsWith(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, got, &length),
+                        ERROR_MORE_DATA));
   ASSERT_TRUE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, got, &length));
   EXPECT_STREQ(L"/keys/bob.pem", got->pwszContainerName);
   EXPECT_EQ(3u + PROV_RSA_AES + AT_KEYEXCHANGE, got->dwFlags + got->dwProvType + got->dwKeySpec);
@@ -126,8 +126,8 @@ TEST(CertificateTest, KeyProviderInfoIsCopiedWhole) {
   EXPECT_FALSE(CertGetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
   EXPECT_FALSE(CertSetCertificateContextProperty(cert, 11, 0, &info));
   info.rgProvParam = nullptr;  // a count with nothing behind it
-  EXPECT_FALSE(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(
+      FailsWith(CertSetCertificateContextProperty(cert, CERT_KEY_PROV_INFO_PROP_ID, 0, &info), E_INVALIDARG));
   EXPECT_TRUE(CertFreeCertificateContext(cert));
 }
 

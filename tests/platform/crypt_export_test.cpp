@@ -10,7 +10,7 @@ constexpr char kAes256Oid[] = "2.16.840.1.101.3.4.1.42";
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 const KeyKind& Kind(const std::string& name) {
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (name == kind.name) return kind;
   }
   throw std::logic_error(name);
@@ -56,8 +56,8 @@ TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
   ASSERT_EQ(12u + 256, length);
   Bytes blob(length);
   length -= 1;
-  EXPECT_FALSE(CryptExportKey(content.handle, recipient.handle, SIMPLEBLOB, 0, blob.data(), &length));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptExportKey(content.handle, recipient.handle, SIMPLEBLOB, 0, blob.data(), &length),
+                        ERROR_MORE_DATA));
   ASSERT_TRUE(CryptExportKey(content.handle, recipient.handle, SIMPLEBLOB, 0, blob.data(), &length));
   EXPECT_EQ(Hex("01020000 10660000 00A40000"), Bytes(blob.begin(), blob.begin() + 12));
   const Bytes encryptedKey = Reversed(Bytes(blob.begin() + 12, blob.end()));
@@ -72,8 +72,8 @@ TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
   // Keys of other kinds transport nothing; RSA recipients have no export function.
   if (KeyRing::Get().Have(Kind("ec"))) {
     KeyHandle ec(ImportCertKey(prov.handle, ring.Path("ec.cer")));
-    EXPECT_FALSE(CryptExportKey(content.handle, ec.handle, SIMPLEBLOB, 0, nullptr, &length));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEY), GetLastError());
+    EXPECT_TRUE(
+        FailsWith(CryptExportKey(content.handle, ec.handle, SIMPLEBLOB, 0, nullptr, &length), NTE_BAD_KEY));
   }
   DWORD error = 0;
   EXPECT_EQ(nullptr, ExportFunction("1.2.840.113549.1.1.1", &error));
@@ -102,8 +102,8 @@ TEST(CryptExportTest, GostTransportsUnwrapWithOpensslAndImportBack) {
         << std::hex << GetLastError();
     Bytes transport(length);
     length -= 1;
-    EXPECT_FALSE(exportKey(prov.handle, content.handle, recipient, transport.data(), &length));
-    EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+    EXPECT_TRUE(FailsWith(exportKey(prov.handle, content.handle, recipient, transport.data(), &length),
+                          ERROR_MORE_DATA));
     ASSERT_TRUE(exportKey(prov.handle, content.handle, recipient, transport.data(), &length));
     ASSERT_EQ(transport.size(), length);
     EXPECT_EQ(0x30, transport[0]);  // a DER GostR3410-KeyTransport

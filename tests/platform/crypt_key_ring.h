@@ -14,34 +14,29 @@
 namespace cmskit::test {
 
 struct KeyKind {
-  const char* name;
-  const char* genpkey;  // openssl genpkey options, run in the ring's folder
+  std::string name, genpkey;  // genpkey: openssl genpkey options, run in the ring's folder
   DWORD provType;
   ALG_ID hashAlg;
-  const char* digest;   // hashAlg as openssl dgst and req name it
-  const char* sigopts;  // openssl dgst options for the padding
-  DWORD pssSaltLength;  // switched on through the key parameter; 0: the key's own padding
-  bool gost, dss;       // dss: signatures are r and s
+  std::string digest, sigopts;  // hashAlg as openssl dgst and req name it; dgst options for the padding
+  DWORD pssSaltLength;          // switched on through the key parameter; 0: the key's own padding
+  bool gost, dss;               // dss: signatures are r and s
   DWORD signatureSize;
 };
 
-inline const KeyKind kKeyKinds[] = {
-    {"rsa", "-algorithm RSA -pkeyopt rsa_keygen_bits:2048", PROV_RSA_AES, CALG_SHA_256, "-sha256", "", 0,
-     false, false, 256},
-    {"rsa-pss", "-algorithm RSA -pkeyopt rsa_keygen_bits:2048", PROV_RSA_AES, CALG_SHA_256, "-sha256",
-     "-sigopt rsa_padding_mode:pss -sigopt rsa_pss_saltlen:32", 32, false, false, 256},
-    {"pss-key", "-algorithm RSA-PSS -pkeyopt rsa_keygen_bits:2048", PROV_RSA_AES, CALG_SHA_384, "-sha384", "",
-     0, false, false, 256},
-    {"dsa", "-paramfile dsa.params", PROV_RSA_AES, CALG_SHA_256, "-sha256", "", 0, false, true, 64},
-    {"ec", "-algorithm EC -pkeyopt ec_paramgen_curve:P-256", PROV_RSA_AES, CALG_SHA_256, "-sha256", "", 0,
-     false, true, 64},
-    {"gost2001", "-algorithm gost2001 -pkeyopt paramset:A", PROV_GOST_2001_DH, CALG_GR3411, "-md_gost94", "",
-     0, true, false, 64},
-    {"gost2012-256", "-algorithm gost2012_256 -pkeyopt paramset:A", PROV_GOST_2012_256, CALG_GR3411_2012_256,
-     "-md_gost12_256", "", 0, true, false, 64},
-    {"gost2012-512", "-algorithm gost2012_512 -pkeyopt paramset:A", PROV_GOST_2012_512, CALG_GR3411_2012_512,
-     "-md_gost12_512", "", 0, true, false, 128},
-};
+// The kinds of crypt/key_kinds.txt.
+inline const std::vector<KeyKind>& KeyKinds() {
+  static const std::vector<KeyKind> kinds = [] {
+    std::vector<KeyKind> out;
+    const cmskit_testing::Table table("crypt/key_kinds.txt");
+    for (const cmskit_testing::Row& r : table.Rows())
+      out.push_back({r[0], r[1], static_cast<DWORD>(std::stoul(r[2])),
+                     static_cast<ALG_ID>(std::stoul(r[3], nullptr, 16)), r[4], r[5],
+                     static_cast<DWORD>(std::stoul(r[6])), r[7] == "gost", r[7] == "dss",
+                     static_cast<DWORD>(std::stoul(r[8]))});
+    return out;
+  }();
+  return kinds;
+}
 
 class KeyRing {
  public:
@@ -54,7 +49,7 @@ class KeyRing {
   bool Have(const KeyKind& kind) {
     if (kind.gost ? !HaveGost() : !HaveOpenSsl()) return false;
     if (made_.count(kind.name)) return true;
-    if (!Make(kind, kind.name) || !Make(kind, std::string(kind.name) + "-other")) {
+    if (!Make(kind, kind.name) || !Make(kind, kind.name + "-other")) {
       ADD_FAILURE() << "openssl could not make the " << kind.name << " keys";
       return false;
     }
@@ -70,12 +65,12 @@ class KeyRing {
  private:
   KeyRing() = default;
   bool Make(const KeyKind& kind, const std::string& name) {
-    if (std::string(kind.name) == "dsa" &&
+    if (kind.name == "dsa" &&
         !Openssl(kind, "genpkey",
                  "-genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:2048 -pkeyopt dsa_paramgen_q_bits:256 "
                  "-out dsa.params"))
       return false;
-    return Openssl(kind, "genpkey", std::string(kind.genpkey) + " -out " + name + ".key") &&
+    return Openssl(kind, "genpkey", kind.genpkey + " -out " + name + ".key") &&
            Openssl(kind, "req",
                    "-x509 -new -key " + name + ".key -subj /CN=" + name + " -days 1 " + kind.digest +
                        " -outform DER -out " + name + ".cer") &&

@@ -55,8 +55,8 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
       Bytes buffer = plain;
       buffer.resize(needed);
       length = static_cast<DWORD>(size);
-      EXPECT_FALSE(CryptEncrypt(handle.handle, 0, TRUE, 0, buffer.data(), &length, needed - 1));
-      EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+      EXPECT_TRUE(FailsWith(CryptEncrypt(handle.handle, 0, TRUE, 0, buffer.data(), &length, needed - 1),
+                            ERROR_MORE_DATA));
       EXPECT_EQ(needed, length);
       length = static_cast<DWORD>(size);
       ASSERT_TRUE(CryptEncrypt(handle.handle, 0, TRUE, 0, buffer.data(), &length, needed));
@@ -88,8 +88,7 @@ TEST_F(KeysTest, FinalCallsCheckThePaddingNonFinalCallsKeepEveryBlock) {
   Bytes data(48);
   for (DWORD size : {15u, 0u}) {  // a partial block; a final call without its padded block
     DWORD length = size;
-    EXPECT_FALSE(CryptDecrypt(handle.handle, 0, size == 0, 0, data.data(), &length));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptDecrypt(handle.handle, 0, size == 0, 0, data.data(), &length), NTE_BAD_DATA));
   }
   // As on Windows nothing is held back: a stream that never ends with a final
   // call keeps its padding block.
@@ -108,8 +107,7 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
   KeyHandle handle(MakeKey(CALG_AES_128, Pattern(16, 14), iv));
   Bytes out(16);
   DWORD length = 15;
-  EXPECT_FALSE(CryptGetKeyParam(handle.handle, KP_IV, out.data(), &length, 0));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptGetKeyParam(handle.handle, KP_IV, out.data(), &length, 0), ERROR_MORE_DATA));
   EXPECT_EQ(16u, length);
   EXPECT_EQ(iv, KeyParam(handle.handle));
   const DWORD kDwords[][2] = {
@@ -122,10 +120,9 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
   // The GOST parameters belong to GOST keys only.
   const DWORD one = 1;
   for (DWORD param : {DWORD{KP_MIXMODE}, DWORD{KP_CIPHEROID}, DWORD{KP_EFFECTIVE_KEYLEN}}) {
-    EXPECT_FALSE(CryptGetKeyParam(handle.handle, param, nullptr, &length, 0));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
-    EXPECT_FALSE(CryptSetKeyParam(handle.handle, param, reinterpret_cast<const BYTE*>(&one), 0));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptGetKeyParam(handle.handle, param, nullptr, &length, 0), NTE_BAD_TYPE));
+    EXPECT_TRUE(FailsWith(CryptSetKeyParam(handle.handle, param, reinterpret_cast<const BYTE*>(&one), 0),
+                          NTE_BAD_TYPE));
   }
 }
 
@@ -190,8 +187,7 @@ TEST_F(KeysTest, GeneratedAndExportedKeysFailWithWindowsCodes) {
       {prov_.handle + 1000, CALG_AES_128, 0, ERROR_INVALID_PARAMETER}};
   HCRYPTKEY key = 0;
   for (const auto& [prov, algId, flags, error] : kGenerate) {
-    EXPECT_FALSE(CryptGenKey(prov, algId, flags, &key)) << algId << " " << flags;
-    EXPECT_EQ(error, GetLastError()) << algId << " " << flags;
+    EXPECT_TRUE(FailsWith(CryptGenKey(prov, algId, flags, &key), error)) << algId << " " << flags;
   }
   KeyHandle rc2, fixed, secret;
   ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_RC2, CRYPT_EXPORTABLE | (40 << 16), &rc2.handle));
@@ -211,16 +207,17 @@ TEST_F(KeysTest, GeneratedAndExportedKeysFailWithWindowsCodes) {
       {fixed.handle, secret.handle + 1000, SIMPLEBLOB, 0, ERROR_INVALID_PARAMETER}};
   for (const auto& [exported, exchange, blobType, flags, error] : kExport) {
     DWORD length = 0;
-    EXPECT_FALSE(CryptExportKey(exported, exchange, blobType, flags, nullptr, &length)) << error;
-    EXPECT_EQ(error, GetLastError());
+    EXPECT_TRUE(FailsWith(CryptExportKey(exported, exchange, blobType, flags, nullptr, &length), error))
+        << error;
   }
   if (!HaveGost()) return;
   KeyHandle gost;
   ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_G28147, 0, &gost.handle));
   EXPECT_EQ(std::string("1.2.643.2.2.31.1", 17), Text(Obj(KeyParam(gost.handle, KP_CIPHEROID))));
   for (const char* paramSet : {"1.2.643.2.2.31.9", "1.2.643", ""}) {
-    EXPECT_FALSE(CryptSetKeyParam(gost.handle, KP_CIPHEROID, reinterpret_cast<const BYTE*>(paramSet), 0));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), GetLastError());
+    EXPECT_TRUE(
+        FailsWith(CryptSetKeyParam(gost.handle, KP_CIPHEROID, reinterpret_cast<const BYTE*>(paramSet), 0),
+                  NTE_BAD_DATA));
   }
 }
 
@@ -234,12 +231,12 @@ TEST_F(KeysTest, PlainTextBlobsAreChecked) {
     broken[offset] = value;
     if (offset == 12) broken.resize(11);
     HCRYPTKEY key = 0;
-    EXPECT_FALSE(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key)) << offset;
-    EXPECT_EQ(error, GetLastError()) << offset;
+    EXPECT_TRUE(FailsWith(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key), error))
+        << offset;
   }
   HCRYPTKEY key = 0;
-  EXPECT_FALSE(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), Size(blob), 0, 0, &key));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), Size(blob), 0, 0, &key),
+                        ERROR_INVALID_PARAMETER));
 }
 
 TEST_F(KeysTest, StaleAndForeignHandlesAreRefused) {
@@ -250,8 +247,8 @@ TEST_F(KeysTest, StaleAndForeignHandlesAreRefused) {
   BYTE data[8] = {};
   DWORD length = 8;
   for (HCRYPTKEY handle : {key, HCRYPTKEY{0}, HCRYPTKEY{0x1234}, HCRYPTKEY{prov_.handle}, ~HCRYPTKEY{0}}) {
-    EXPECT_FALSE(CryptDecrypt(handle, 0, FALSE, 0, data, &length)) << handle;
-    EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptDecrypt(handle, 0, FALSE, 0, data, &length), ERROR_INVALID_PARAMETER))
+        << handle;
     EXPECT_FALSE(CryptDestroyKey(handle));
     EXPECT_FALSE(CryptGetKeyParam(handle, KP_IV, nullptr, &length, 0));
   }

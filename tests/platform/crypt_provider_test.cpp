@@ -28,8 +28,8 @@ TEST(CryptProviderTest, KeyFilesAndContextsAcquireOrFailWithWindowsCodes) {
                 {bob, 999, 0, NTE_PROV_TYPE_NOT_DEF},
                 {bob, PROV_RSA_FULL, CRYPT_NEWKEYSET, NTE_BAD_FLAGS}};
   for (const auto& c : kCases) EXPECT_EQ(c.error, AcquireError(c.container, c.type, c.flags)) << c.container;
-  EXPECT_FALSE(CryptAcquireContextA(nullptr, bob.c_str(), nullptr, PROV_RSA_FULL, 0));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptAcquireContextA(nullptr, bob.c_str(), nullptr, PROV_RSA_FULL, 0),
+                        ERROR_INVALID_PARAMETER));
   // Wide names are UTF-8 paths.
   const std::string folder = dir.Path("");
   WriteBytes(folder + "cl\xC3\xA9 \xE2\x82\xAC.pri", ReadBytes(bob));
@@ -38,8 +38,8 @@ TEST(CryptProviderTest, KeyFilesAndContextsAcquireOrFailWithWindowsCodes) {
   EXPECT_TRUE(CryptAcquireContextW(&prov.handle, wide.c_str(), nullptr, PROV_RSA_FULL, 0));
   const wchar_t notACharacter[] = {L'/', static_cast<wchar_t>(0xD800), 0};
   HCRYPTPROV other = 0;
-  EXPECT_FALSE(CryptAcquireContextW(&other, notACharacter, nullptr, PROV_RSA_FULL, 0));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptAcquireContextW(&other, notACharacter, nullptr, PROV_RSA_FULL, 0),
+                        ERROR_INVALID_PARAMETER));
 }
 
 TEST(CryptProviderTest, KeyFamilyMustMatchAndEncryptedKeysAreRefused) {
@@ -64,19 +64,15 @@ TEST(CryptProviderTest, ReleasedAndForeignProvidersAreRefused) {
   ASSERT_TRUE(CryptGenRandom(prov, sizeof(random), random));
   EXPECT_NE(Bytes(sizeof(random), 0), Bytes(random, random + sizeof(random)));
   EXPECT_TRUE(CryptGenRandom(prov, 0, nullptr));
-  EXPECT_FALSE(CryptGenRandom(prov, 1, nullptr));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptGenRandom(prov, 1, nullptr), ERROR_INVALID_PARAMETER));
   ASSERT_TRUE(CryptReleaseContext(prov, 0));
   for (HCRYPTPROV handle : {prov, HCRYPTPROV{0}, prov + 1, ~HCRYPTPROV{0}}) {
-    EXPECT_FALSE(CryptReleaseContext(handle, 0)) << handle;
-    EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
-    EXPECT_FALSE(CryptGenRandom(handle, sizeof(random), random)) << handle;
-    EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptReleaseContext(handle, 0), ERROR_INVALID_PARAMETER)) << handle;
+    EXPECT_TRUE(FailsWith(CryptGenRandom(handle, sizeof(random), random), ERROR_INVALID_PARAMETER)) << handle;
   }
   // Flags on release are refused, but the provider is released all the same.
   ASSERT_TRUE(CryptAcquireContextA(&prov, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
-  EXPECT_FALSE(CryptReleaseContext(prov, 1));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_FLAGS), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptReleaseContext(prov, 1), NTE_BAD_FLAGS));
   EXPECT_FALSE(CryptReleaseContext(prov, 0));
 }
 
@@ -125,16 +121,15 @@ TEST(CryptOidFunctionsTest, PreinstalledInstalledInOrderAndBadArguments) {
   void* function = reinterpret_cast<void*>(&FirstImport);
   HCRYPTOIDFUNCADDR handle = nullptr;
   int notASet = 0;
-  EXPECT_FALSE(CryptGetOIDFunctionAddress(&notASet, kEncoding, kGost28147Oid, 0, &function, &handle));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptGetOIDFunctionAddress(&notASet, kEncoding, kGost28147Oid, 0, &function, &handle),
+                        E_INVALIDARG));
   EXPECT_EQ(nullptr, function);
   EXPECT_FALSE(CryptGetOIDFunctionAddress(set, kEncoding, nullptr, 0, &function, &handle));
   EXPECT_EQ(nullptr, CryptInitOIDFunctionSet(nullptr, 0));
   EXPECT_FALSE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "Set", 1, nullptr, 0));
   ASSERT_TRUE(CryptGetOIDFunctionAddress(set, kEncoding, kGost28147Oid, 0, &function, &handle));
   EXPECT_TRUE(CryptFreeOIDFunctionAddress(handle, 0));
-  EXPECT_FALSE(CryptFreeOIDFunctionAddress(handle, 0));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptFreeOIDFunctionAddress(handle, 0), E_INVALIDARG));
   EXPECT_TRUE(CryptFreeOIDFunctionAddress(nullptr, 0));
 }
 

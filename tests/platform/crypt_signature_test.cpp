@@ -24,27 +24,28 @@ bool SetDwordParam(HCRYPTKEY key, DWORD param, DWORD value) {
 Bytes BlobBytes(const BYTE* data, DWORD size) { return data ? Bytes(data, data + size) : Bytes(); }
 
 TEST(CryptPublicKeyTest, KeyFilesExportWhatTheirCertificatesHold) {
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     ProviderHandle prov;
-    ASSERT_TRUE(CryptAcquireContextA(&prov.handle, Ring().Path(std::string(kind.name) + ".key").c_str(),
-                                     nullptr, kind.provType, 0))
+    ASSERT_TRUE(CryptAcquireContextA(&prov.handle, Ring().Path(kind.name + ".key").c_str(), nullptr,
+                                     kind.provType, 0))
         << std::hex << GetLastError();
     DWORD length = 0;
     ASSERT_TRUE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length));
     std::vector<uint64_t> buffer(length / 8 + 1);  // aligned as the structure needs
     auto* info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(buffer.data());
     DWORD shortLength = length - 1;
-    EXPECT_FALSE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, info, &shortLength));
-    EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+    EXPECT_TRUE(
+        FailsWith(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, info, &shortLength),
+                  ERROR_MORE_DATA));
     EXPECT_EQ(length, shortLength);
     ASSERT_TRUE(CryptExportPublicKeyInfo(prov.handle, AT_KEYEXCHANGE, X509_ASN_ENCODING, info, &length));
     // Everything it points to lies inside the one buffer.
     const BYTE* begin = reinterpret_cast<const BYTE*>(buffer.data());
     EXPECT_TRUE(info->PublicKey.pbData > begin &&
                 info->PublicKey.pbData + info->PublicKey.cbData <= begin + length);
-    const CertPtr cert = LoadCert(Ring().Path(std::string(kind.name) + ".cer"));
+    const CertPtr cert = LoadCert(Ring().Path(kind.name + ".cer"));
     ASSERT_TRUE(cert);
     const CERT_PUBLIC_KEY_INFO& expected = cert->pCertInfo->SubjectPublicKeyInfo;
     EXPECT_STREQ(expected.Algorithm.pszObjId, info->Algorithm.pszObjId);
@@ -64,17 +65,16 @@ TEST(CryptPublicKeyTest, FailuresHaveWindowsCodes) {
   ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
   HCRYPTKEY key = 0;
   DWORD length = 0;
-  EXPECT_FALSE(CryptGetUserKey(prov.handle, AT_SIGNATURE, &key));
-  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
-  EXPECT_FALSE(CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptGetUserKey(prov.handle, AT_SIGNATURE, &key), NTE_NO_KEY));
+  EXPECT_TRUE(FailsWith(
+      CryptExportPublicKeyInfo(prov.handle, AT_SIGNATURE, X509_ASN_ENCODING, nullptr, &length), NTE_NO_KEY));
   ProviderHandle bob;
   ASSERT_TRUE(CryptAcquireContextA(&bob.handle, DataFile("BobPrivRSAEncrypt.pri").c_str(), nullptr,
                                    PROV_RSA_FULL, 0));
-  EXPECT_FALSE(CryptGetUserKey(bob.handle, 7, &key));
-  EXPECT_EQ(static_cast<DWORD>(NTE_NO_KEY), GetLastError());
-  EXPECT_FALSE(CryptExportPublicKeyInfo(bob.handle, AT_SIGNATURE, PKCS_7_ASN_ENCODING, nullptr, &length));
-  EXPECT_EQ(static_cast<DWORD>(E_INVALIDARG), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptGetUserKey(bob.handle, 7, &key), NTE_NO_KEY));
+  EXPECT_TRUE(
+      FailsWith(CryptExportPublicKeyInfo(bob.handle, AT_SIGNATURE, PKCS_7_ASN_ENCODING, nullptr, &length),
+                E_INVALIDARG));
 
   // Structures that do not import: algorithm, parameters and key bits.
   Bytes params = Hex("06082A8648CE3D030107"), bits = Pattern(65, 5), nullParams = Hex("0500");
@@ -92,44 +92,38 @@ TEST(CryptPublicKeyTest, FailuresHaveWindowsCodes) {
     info.Algorithm.pszObjId = const_cast<LPSTR>(oid);
     if (parameters) info.Algorithm.Parameters = {Size(*parameters), parameters->data()};
     info.PublicKey = {Size(bits), keyBits, 0};
-    EXPECT_FALSE(CryptImportPublicKeyInfo(prov.handle, X509_ASN_ENCODING, &info, &key)) << (oid ? oid : "-");
-    EXPECT_EQ(error, GetLastError()) << (oid ? oid : "-");
+    EXPECT_TRUE(FailsWith(CryptImportPublicKeyInfo(prov.handle, X509_ASN_ENCODING, &info, &key), error))
+        << (oid ? oid : "-");
   }
   CERT_PUBLIC_KEY_INFO info = {};
-  EXPECT_FALSE(CryptImportPublicKeyInfo(prov.handle + 1000, X509_ASN_ENCODING, &info, &key));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptImportPublicKeyInfo(prov.handle + 1000, X509_ASN_ENCODING, &info, &key),
+                        ERROR_INVALID_PARAMETER));
 
   // Public and private keys are not session keys, and their parameters are their own.
   ASSERT_TRUE(CryptGetUserKey(bob.handle, AT_KEYEXCHANGE, &key));
   EXPECT_EQ(Bytes({0, 4, 0, 0}), KeyParam(key, KP_KEYLEN));  // 1024 bits
   BYTE data[16] = {};
   length = 16;
-  EXPECT_FALSE(CryptDecrypt(key, 0, TRUE, 0, data, &length));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEY), GetLastError());
-  EXPECT_FALSE(CryptGetKeyParam(key, KP_IV, nullptr, &length, 0));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_TYPE), GetLastError());
-  EXPECT_FALSE(SetDwordParam(key, KP_CMSKIT_PSS_SALT_LENGTH, 1000));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_DATA), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptDecrypt(key, 0, TRUE, 0, data, &length), NTE_BAD_KEY));
+  EXPECT_TRUE(FailsWith(CryptGetKeyParam(key, KP_IV, nullptr, &length, 0), NTE_BAD_TYPE));
+  EXPECT_TRUE(FailsWith(SetDwordParam(key, KP_CMSKIT_PSS_SALT_LENGTH, 1000), NTE_BAD_DATA));
   EXPECT_TRUE(SetDwordParam(key, KP_CMSKIT_PSS_SALT_LENGTH, 20));
   ASSERT_TRUE(CryptDestroyKey(key));
-  EXPECT_FALSE(CryptDestroyKey(key));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
-  EXPECT_FALSE(CryptGetKeyParam(key, KP_KEYLEN, nullptr, &length, 0));
-  EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+  EXPECT_TRUE(FailsWith(CryptDestroyKey(key), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(FailsWith(CryptGetKeyParam(key, KP_KEYLEN, nullptr, &length, 0), ERROR_INVALID_PARAMETER));
 }
 
 // Signatures the openssl command made verify in CryptoAPI's order only, with
 // the right key over the right content and digest.
 TEST(CryptSignatureTest, OpensslSignaturesVerify) {
   const Bytes content = Pattern(5000, 7);
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     WriteBytes(Ring().Path("content"), content);
     const std::string name = kind.name;
     ASSERT_TRUE(Ring().Openssl(
-        kind, "dgst",
-        std::string(kind.digest) + " -sign " + name + ".key " + kind.sigopts + " -out signature content"));
+        kind, "dgst", kind.digest + " -sign " + name + ".key " + kind.sigopts + " -out signature content"));
     const Bytes wire = ReadBytes(Ring().Path("signature"));
     const Bytes signature = ApiSignature(kind, wire, kind.signatureSize);
     ASSERT_EQ(kind.signatureSize, signature.size());
@@ -177,7 +171,7 @@ TEST(CryptSignatureTest, OpensslSignaturesVerify) {
 // wire order; PKCS #1 v1.5 ones are the very bytes openssl makes.
 TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
   const Bytes content = Pattern(3000, 9);
-  for (const KeyKind& kind : kKeyKinds) {
+  for (const KeyKind& kind : KeyKinds()) {
     if (!Ring().Have(kind)) continue;
     SCOPED_TRACE(kind.name);
     const std::string name = kind.name;
@@ -197,14 +191,14 @@ TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
     ASSERT_EQ(kind.signatureSize, length);
     Bytes signature(length);
     length -= 1;
-    EXPECT_FALSE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
-    EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length),
+                          ERROR_MORE_DATA));
     ASSERT_TRUE(CryptSignHashA(hash.handle, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
     ASSERT_EQ(kind.signatureSize, length);
     WriteBytes(Ring().Path("signature"), WireSignature(kind, signature));
-    EXPECT_TRUE(Ring().Openssl(kind, "dgst",
-                               std::string(kind.digest) + " -verify " + name + ".pub " + kind.sigopts +
-                                   " -signature signature content"));
+    EXPECT_TRUE(Ring().Openssl(
+        kind, "dgst",
+        kind.digest + " -verify " + name + ".pub " + kind.sigopts + " -signature signature content"));
     if (name == "rsa") {
       ASSERT_TRUE(Ring().Openssl(kind, "dgst", "-sha256 -sign rsa.key -out signature content"));
       EXPECT_EQ(ReadBytes(Ring().Path("signature")), WireSignature(kind, signature));
@@ -215,8 +209,7 @@ TEST(CryptSignatureTest, ProviderSignaturesVerifyWithOpenssl) {
     }
     EXPECT_EQ(0u, VerifyError(prov.handle, kind.hashAlg, content, signature, key.handle));
     // Signing ended the hash.
-    EXPECT_FALSE(CryptHashData(hash.handle, content.data(), 1, 0));
-    EXPECT_EQ(static_cast<DWORD>(NTE_BAD_HASH_STATE), GetLastError());
+    EXPECT_TRUE(FailsWith(CryptHashData(hash.handle, content.data(), 1, 0), NTE_BAD_HASH_STATE));
     // A value computed elsewhere signs the same.
     HashHandle set;
     ASSERT_TRUE(CryptCreateHash(prov.handle, kind.hashAlg, 0, 0, &set.handle));
@@ -243,14 +236,13 @@ TEST(CryptSignatureTest, SigningFailuresHaveWindowsCodes) {
   };
   for (const auto& [hash, keySpec, flags, error] : kCases) {
     DWORD length = sizeof(signature);
-    EXPECT_FALSE(CryptSignHashA(hash, keySpec, nullptr, flags, signature, &length)) << error;
-    EXPECT_EQ(error, GetLastError());
+    EXPECT_TRUE(FailsWith(CryptSignHashA(hash, keySpec, nullptr, flags, signature, &length), error)) << error;
   }
   if (!HaveGost()) return;
   HashHandle gost(HashOf(bob.handle, CALG_GR3411_2012_256, Bytes(3)));
   DWORD length = sizeof(signature);
-  EXPECT_FALSE(CryptSignHashA(gost.handle, AT_SIGNATURE, nullptr, 0, signature, &length));
-  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_ALGID), GetLastError());
+  EXPECT_TRUE(
+      FailsWith(CryptSignHashA(gost.handle, AT_SIGNATURE, nullptr, 0, signature, &length), NTE_BAD_ALGID));
 }
 
 }  // namespace

@@ -15,9 +15,7 @@ namespace cmskit::test {
 
 inline std::string DataFile(const std::string& name) { return TestData("crypt/" + name); }
 inline Bytes ReadData(const std::string& name) { return ReadBytes(DataFile(name)); }
-inline bool Shell(const std::string& command) {
-  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
+using cmskit_testing::Shell;
 inline bool HaveOpenSsl() {
   static const bool have = Shell("openssl version");
   return have;
@@ -40,14 +38,9 @@ inline HCRYPTHASH HashOf(HCRYPTPROV prov, ALG_ID algId, const Bytes& data) {
   CryptDestroyHash(hash);
   return 0;
 }
-// HP_HASHVAL by the size-query protocol; empty on failure.
 inline Bytes HashValue(HCRYPTHASH hash) {
-  DWORD length = 0;
-  if (!CryptGetHashParam(hash, HP_HASHVAL, nullptr, &length, 0)) return Bytes();
-  Bytes value(length);
-  if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &length, 0)) return Bytes();
-  value.resize(length);
-  return value;
+  return Queried(
+      [&](BYTE* data, DWORD* length) { return CryptGetHashParam(hash, HP_HASHVAL, data, length, 0); });
 }
 
 // Bytes as the openssl command line takes keys and IVs.
@@ -126,14 +119,9 @@ inline bool EncryptPieces(HCRYPTKEY key, const Bytes& plainText, size_t piece, B
   }
 }
 
-// A key blob by the size-query protocol; empty on failure.
 inline Bytes ExportBlob(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD blobType) {
-  DWORD length = 0;
-  if (!CryptExportKey(key, exchangeKey, blobType, 0, nullptr, &length)) return Bytes();
-  Bytes blob(length);
-  if (!CryptExportKey(key, exchangeKey, blobType, 0, blob.data(), &length)) return Bytes();
-  blob.resize(length);
-  return blob;
+  return Queried(
+      [&](BYTE* data, DWORD* length) { return CryptExportKey(key, exchangeKey, blobType, 0, data, length); });
 }
 // The key bytes of an exportable session key.
 inline Bytes PlainKeyBytes(HCRYPTKEY key) {

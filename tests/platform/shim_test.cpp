@@ -12,9 +12,12 @@
 #include <string>
 #include <thread>
 
+#include "common/crypt.h"
 #include "platform/win32.h"
 
 namespace {
+
+using cmskit_testing::FailsWith;
 
 // A fresh folder under the system's temporary folder, removed afterwards.
 class ShimFiles : public ::testing::Test {
@@ -47,13 +50,12 @@ TEST_F(ShimFiles, AttributesCopiesAndTheLastError) {
             static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
   ASSERT_TRUE(SetFileAttributesA(target.c_str(), FILE_ATTRIBUTE_NORMAL));
   SetLastError(0);
-  EXPECT_FALSE(CopyFileA(source.c_str(), target.c_str(), TRUE));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
+  EXPECT_TRUE(FailsWith(CopyFileA(source.c_str(), target.c_str(), TRUE), ERROR_FILE_EXISTS));
   ASSERT_TRUE(CopyFileA(source.c_str(), target.c_str(), FALSE));
   std::ifstream in(target, std::ios::binary);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "new");
-  EXPECT_FALSE(CopyFileA(Path("missing").c_str(), Path("other").c_str(), FALSE));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  EXPECT_TRUE(
+      FailsWith(CopyFileA(Path("missing").c_str(), Path("other").c_str(), FALSE), ERROR_FILE_NOT_FOUND));
   SetLastError(0);
   EXPECT_EQ(GetFileAttributesA(Path("missing").c_str()), INVALID_FILE_ATTRIBUTES);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
@@ -178,13 +180,12 @@ TEST(ShimCalendar, RefusesWhatWindowsRefuses) {
   for (const Fields& f : refused) {
     SetLastError(0);
     uint64_t ticks = 0;
-    EXPECT_FALSE(ToTicks(f, &ticks)) << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3] << ':' << f[4];
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_TRUE(FailsWith(ToTicks(f, &ticks), ERROR_INVALID_PARAMETER))
+        << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3] << ':' << f[4];
   }
   SYSTEMTIME st;
   SetLastError(0);
-  EXPECT_FALSE(ToFields(0x8000000000000000ULL, &st));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(FailsWith(ToFields(0x8000000000000000ULL, &st), ERROR_INVALID_PARAMETER));
 }
 
 // Each thread starts at 0, sets its own value, waits for the other's, then reads its own back.

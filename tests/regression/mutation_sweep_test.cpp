@@ -1,6 +1,7 @@
 // Every parsing entry point fed damaged copies of real messages must come back
 // with a consistent result; the sanitizer build checks reads and leaks. File
-// entry points see a strided subset, since file I/O is slow under Wine.
+// entry points see a strided subset, since file I/O is slow under Wine. The
+// messages are listed in sweep/samples.txt.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <cstring>
 
 #include "cmskit/cmskit.h"
+#include "common/table.h"
 #include "common/test_util.h"
 #include "files/base64.h"
 
@@ -15,22 +17,6 @@ namespace cmskit_testing {
 namespace {
 
 using namespace cmskit;
-
-// Attached, detached, two signers, key identifier, streamed BER (two kinds),
-// and enveloped DER and BER from several makers; paths under the test data.
-const char* const kSamples[] = {"sweep/signed_openssl_attached.der",
-                                "sweep/signed_openssl_detached.der",
-                                "sweep/signed_openssl_two_signers.der",
-                                "sweep/signed_openssl_keyid.der",
-                                "sweep/signed_openssl_stream.der",
-                                "signed/rfc4134/4.5.bin",
-                                "signed/tk26/Signed_256.der",
-                                "enveloped/EnvelopedKTRI_512.der",
-                                "enveloped/rfc4134_5.1.bin",
-                                "enveloped/rfc4490_9.2_enveloped_keyagree.der",
-                                "decrypt/aes128.der",
-                                "sweep/enveloped_openssl_stream.der",
-                                "sweep/enveloped_crafted_indefinite.der"};
 
 // Truncations per message (in memory: all of them here), flips, rewritten
 // headers, and file variants per message and form.
@@ -69,13 +55,6 @@ size_t CollectLengths(const Bytes& b, size_t pos, size_t end, int depth, std::ve
   return pos;
 }
 
-Bytes Length(uint64_t value) {
-  if (value < 0x80) return {static_cast<BYTE>(value)};
-  Bytes octets;
-  for (; value != 0; value >>= 8) octets.insert(octets.begin(), static_cast<BYTE>(value));
-  return Cat({{static_cast<BYTE>(0x80 | octets.size())}, octets});
-}
-
 // Every truncation, fixed-seed flips (the same on every platform: raw engine
 // output, no distributions) and, for DER, each element's length made
 // indefinite, zero, near and past 2^32, at the end and past it. The rules of
@@ -98,7 +77,7 @@ std::vector<Bytes> Variants(const Bytes& input, bool withLengths) {
     std::vector<Bytes> lengths = {{0x80}, {0x00}};
     for (uint64_t value :
          {uint64_t{0xFFFFFFFE}, uint64_t{0xFFFFFFFF}, uint64_t{1} << 32, rest, rest + 1, rest + 0x100})
-      lengths.push_back(Length(value));
+      lengths.push_back(DerLength(value));
     for (const Bytes& length : lengths) {
       const auto at = input.begin() + static_cast<long>(field.first);
       out.push_back(
@@ -187,9 +166,11 @@ class MutationSweep : public ::testing::Test {
 TEST_F(MutationSweep, EveryEntryPointSurvivesDamagedMessages) {
   const auto start = std::chrono::steady_clock::now();
   size_t variants = 0;
-  for (const char* path : kSamples) {
+  const Table samples("sweep/samples.txt");
+  for (const Row& row : samples.Rows()) {
+    const std::string& path = row[0];
     SCOPED_TRACE(path);
-    const bool isSigned = strstr(path, "sign") != nullptr;
+    const bool isSigned = path.find("sign") != std::string::npos;
     const Bytes message = ReadBytes(TestData(path));
     ASSERT_FALSE(message.empty());
     std::vector<Bytes> all = Variants(message, true);
@@ -205,7 +186,7 @@ TEST_F(MutationSweep, EveryEntryPointSurvivesDamagedMessages) {
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   std::printf("mutation sweep: %zu messages, %zu in-memory variants, %zu file variants, %.1f s\n",
-              std::size(kSamples), variants, fileVariants_, seconds);
+              samples.Rows().size(), variants, fileVariants_, seconds);
 }
 
 }  // namespace

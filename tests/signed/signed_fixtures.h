@@ -61,16 +61,6 @@ Bytes Write(T&& object) {
   return out;
 }
 
-// Detaches into memory (allocated or `buffer`) and gives the content.
-inline Bytes DetachToMemory(SignData& message, BYTE* buffer = nullptr, int* error = nullptr) {
-  ToSignStruct out;
-  out.data = buffer;
-  if (!message.DetachData(out, error)) return Text("failed");
-  std::unique_ptr<BYTE[]> owned(buffer ? nullptr : static_cast<BYTE*>(out.data));
-  const BYTE* data = static_cast<BYTE*>(out.data);
-  return data ? Bytes(data + out.begin, data + out.end) : Bytes();
-}
-
 inline IdentObj Dotted(const char* text) {
   IdentObj object;
   object = text;
