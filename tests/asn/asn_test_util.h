@@ -20,7 +20,6 @@ namespace cmskit::test {
 using cmskit_testing::Bytes;
 using cmskit_testing::Cat;
 using cmskit_testing::Hex;
-
 using cmskit_testing::ToHex;
 inline std::string ToHex(const IdentObj& object) { return ToHex(object.data(), object.size()); }
 inline std::string Text(const IdentObj& object) {

@@ -31,11 +31,10 @@ TEST(ASNTReadHeader, Cases) {
     const Bytes bytes = Octets(row[0]);
     ASNTElementInfo info{0xFF, 0xFF, 0xFFFF, 0xFFFF, reinterpret_cast<const BYTE*>("x")};  // reset on failure
     const int status = ASNTReadHeader(info, bytes.data(), Size(bytes));
-    char buffer[64];
-    snprintf(buffer, sizeof buffer, "%02X %02X %u %u %u", info.tagClass, info.constructed, info.tagNumber,
+    char text[64];
+    snprintf(text, sizeof text, "%02X %02X %u %u %u", info.tagClass, info.constructed, info.tagNumber,
              info.length, static_cast<unsigned>(info.contents - bytes.data()));
-    const std::string text = buffer;
-    EXPECT_EQ(status ? info.contents ? "contents set on failure" : Failed(status) : text, row[1])
+    EXPECT_EQ(status ? info.contents ? "contents set on failure" : Failed(status) : std::string(text), row[1])
         << row.where;
   }
 }
@@ -67,12 +66,9 @@ TEST(ASNTEncodeElement, Cases) {
   EXPECT_EQ(ToHex(ASNTEncodeElement(Universal(16, true), nullptr, 300)), "30 82 01 2C");
   EXPECT_EQ(ToHex(ASNTEncodeElement(Universal(24), nullptr, 0)), "18 0F");
   const FILETIME t = MakeFileTime(2049, 12, 31, 23, 59, 7, 999), bad{0xFFFFFFFF, 0xFFFFFFFF};
-  EXPECT_EQ(Text(ASNTEncodeElement(Universal(23), &t, sizeof t)),
-            "\x17\x0D"
-            "491231235907Z");
+  EXPECT_EQ(Text(ASNTEncodeElement(Universal(23), &t, sizeof t)), std::string("\x17\x0D") + "491231235907Z");
   EXPECT_EQ(Text(ASNTEncodeElement(Universal(24), &t, sizeof t)),
-            "\x18\x0F"
-            "20491231235907Z");
+            std::string("\x18\x0F") + "20491231235907Z");
   EXPECT_TRUE(ASNTEncodeElement(Universal(24), &bad, sizeof bad).IsEmpty());
 }
 
@@ -115,10 +111,10 @@ TEST(ASNTPutSequence, KeepsListOrderAndRefusesOtherTags) {
 }
 
 TEST(ASNTGetSequenceAndSplitElements, Cases) {
+  int status = -1;
   for (const Row& row : Cases().Rows("sequence")) {
     const Bytes bytes = Octets(row[0]);
     std::list<IdentObj> out;
-    int status = -1;
     EXPECT_EQ(ASNTGetSequence(out, bytes.data(), Size(bytes), &status), std::stoul(row[2])) << row.where;
     EXPECT_EQ(status, std::stoi(row[1])) << row.where;
     EXPECT_EQ(HexList(out), HexFields(row, 3)) << row.where;

@@ -8,6 +8,14 @@
 namespace cmskit::test {
 namespace {
 
+// SEQUENCE and SET through the sequence builder, [n] through the element encoder.
+IdentObj Constructed(const ASNTElementInfo& info, const std::list<IdentObj>& items) {
+  if (info.tagClass == kASNTUniversal) return ASNTPutSequence(items, info.tagNumber, nullptr);
+  Bytes contents;
+  for (const IdentObj& item : items) contents = Cat({contents, ToBytes(item)});
+  return ASNTEncodeElement(info, contents.data(), Size(contents));
+}
+
 struct Node {
   ASNTElementInfo info{};
   std::vector<Node> children;
@@ -30,13 +38,7 @@ class TreeGen {
       node.children.push_back(Make(depth - 1));
       items.push_back(node.children.back().der);
     }
-    if (kind < 2) {
-      node.der = ASNTPutSequence(items, node.info.tagNumber, nullptr);
-      return node;
-    }
-    Bytes contents;
-    for (const IdentObj& item : items) contents = Cat({contents, ToBytes(item)});
-    node.der = ASNTEncodeElement(node.info, contents.data(), Size(contents));
+    node.der = Constructed(node.info, items);
     return node;
   }
 
@@ -83,10 +85,8 @@ class TreeGen {
     if (kind == 4) return Time(23, 1950, 100);
     if (kind == 5) return Time(24, 1601, 8000);
     if (kind == 6) return Element(Context(TagNumber(), false), RandomBytes(40));
-    if (kind == 7)
-      return Element(Universal(3), Cat({{static_cast<BYTE>(Pick(8))}, RandomBytes(20)}));  // unused bits
-    // OCTET STRING or PrintableString, some long
-    return Element(Universal(Pick(2) ? 4 : 19), RandomBytes(Pick(4) == 0 ? 400 : 30));
+    if (kind == 7) return Element(Universal(3), Cat({{static_cast<BYTE>(Pick(8))}, RandomBytes(20)}));
+    return Element(Universal(Pick(2) ? 4 : 19), RandomBytes(Pick(4) == 0 ? 400 : 30));  // some long
   }
 
   std::mt19937 rng_;
@@ -106,10 +106,7 @@ IdentObj Rebuild(CASNTUnit& unit) {
   std::list<IdentObj> items;
   for (size_t i = 0; i < unit.GetChildCount(); ++i)
     items.push_back(Rebuild(*dynamic_cast<CASNTUnit*>(unit.GetChild(i))));
-  if (info.tagClass == kASNTUniversal) return ASNTPutSequence(items, info.tagNumber, nullptr);
-  Bytes contents;
-  for (const IdentObj& item : items) contents.insert(contents.end(), item.data(), item.data() + item.size());
-  return ASNTEncodeElement(info, contents.data(), static_cast<DWORD>(contents.size()));
+  return Constructed(info, items);
 }
 
 TEST(RoundTrip, DerAndBerTreesGiveTheSameDer) {

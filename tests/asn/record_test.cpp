@@ -60,19 +60,17 @@ TEST(CASNTBaseRecord, ReadFromFileAndWriteToFile) {
   const cmskit_testing::Table table("asn/cases.txt");
   cmskit_testing::TempDir dir;
   const std::string path = dir.Path("record.bin");
+  CASNTBaseRecord record;
+  int status = -1;
   for (const Row& row : table.Rows("fileRecord")) {
     cmskit_testing::WriteBytes(path, table.Octets(row[0]));
     CTOOFile file(path.c_str(), "rb");
-    CASNTBaseRecord record;
-    int status = -1;
     EXPECT_EQ(record.ReadFromFile(file, std::stoul(row[1]), &status), 0u) << row.where;
     EXPECT_EQ(status, std::stoi(row[2])) << row.where;
   }
-  cmskit_testing::WriteBytes(path,
-                             Hex("A1 82 01 00"));  // the header alone, then an element written behind it
+  // The header alone, then an element written behind it.
+  cmskit_testing::WriteBytes(path, Hex("A1 82 01 00"));
   CTOOFile file(path.c_str(), "r+b");
-  CASNTBaseRecord record;
-  int status = -1;
   EXPECT_EQ(record.ReadASNInfo(file, 0, &status), 4u);
   EXPECT_EQ(record.GetTagClass(), kASNTContext);
   EXPECT_EQ(record.GetLength(), 256u);
@@ -82,9 +80,8 @@ TEST(CASNTBaseRecord, ReadFromFileAndWriteToFile) {
   EXPECT_EQ(value.WriteToFile(file, 4, &status), 3u);
   EXPECT_EQ(file.GetLength(), 7u);
   file.Seek(4, SEEK_SET);  // switches the stream from writing to reading
-  CASNTBaseRecord back;
-  EXPECT_EQ(back.ReadFromFile(file, 0xFFFFFFFF, &status), 3u);  // from the file's own position
-  EXPECT_EQ(ToHex(back.GetEncodedRef(nullptr)), "02 01 05");
+  EXPECT_EQ(record.ReadFromFile(file, 0xFFFFFFFF, &status), 3u);  // from the file's own position
+  EXPECT_EQ(ToHex(record.GetEncodedRef(nullptr)), "02 01 05");
 }
 
 TEST(CASNTUnit, TreePrimitiveContextRuleAndCopies) {
@@ -105,9 +102,8 @@ TEST(CASNTUnit, TreePrimitiveContextRuleAndCopies) {
   EXPECT_EQ(ToHex(wrapped->GetChild(0)->GetEncodedRef(nullptr)), "02 01 05");
   EXPECT_EQ(wrapped->GetChild(1), nullptr);
   for (const char* leaf : {"80 02 01 02", "80 04 02 01 05 00", "80 00", "02 03 02 01 05"}) {
-    const Bytes other = Hex(leaf);
     CASNTUnit single;
-    EXPECT_EQ(single.ReadFromMemory(other.data(), Size(other), &status), other.size());
+    EXPECT_EQ(single.ReadFromMemory(Hex(leaf).data(), Size(Hex(leaf)), &status), Hex(leaf).size());
     EXPECT_EQ(single.GetChildCount(), 0u) << leaf;
   }
   CASNTUnit copy(unit), assigned;
@@ -154,10 +150,10 @@ TEST(CASNTUnit, BuiltTree) {
 
 TEST(CASNTIdData, ReadWriteAndOrder) {
   const cmskit_testing::Table table("asn/cases.txt");
+  CASNTIdData value;
+  int status = -1;
   for (const Row& row : table.Rows("idData")) {
     const Bytes bytes = table.Octets(row[0]);
-    CASNTIdData value;
-    int status = -1;
     EXPECT_EQ(value.ReadData(bytes.data(), Size(bytes), &status), std::stoul(row[1])) << row.where;
     EXPECT_EQ(status ? "!" + std::to_string(status)
                      : Text(value.id) + (value.data.IsEmpty() ? "" : " ") + ToHex(value.data),
@@ -167,8 +163,6 @@ TEST(CASNTIdData, ReadWriteAndOrder) {
   cmskit_testing::TempDir dir;
   cmskit_testing::WriteBytes(dir.Path("id.bin"), Hex("30 0B 06 03 55 04 03 30 04 02 02 01 00 FF"));
   CTOOFile file(dir.Path("id.bin").c_str(), "rb");
-  CASNTIdData value;
-  int status = -1;
   EXPECT_EQ(value.ReadData(file, &status), 13u);
   EXPECT_EQ(ToHex(value.data), "30 04 02 02 01 00");
   EXPECT_EQ(file.Tell(), 13);

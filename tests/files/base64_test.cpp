@@ -3,8 +3,6 @@
 // base64_file fuzz target's check, replayed on its corpus.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <tuple>
@@ -12,28 +10,22 @@
 
 #include "cmskit/file.h"
 #include "cmskit/message_files.h"
-#include "cmskit/paths.h"
 #include "cmskit/status.h"
+#include "common/test_util.h"
 #include "files/base64.h"
 
 namespace cmskit {
 namespace {
 
-class TempFiles {
- public:
-  std::string Path(const std::string& name) const { return std::string(folder_.c_str()) + "/" + name; }
+struct TempFiles : cmskit_testing::TempDir {
   std::string Write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(Path(name), std::ios::binary)
-        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    cmskit_testing::WriteBytes(Path(name), cmskit_testing::Text(bytes));
     return Path(name);
   }
   static std::string Read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    const cmskit_testing::Bytes bytes = cmskit_testing::ReadBytes(path);
+    return std::string(bytes.begin(), bytes.end());
   }
-
- private:
-  TOO::TEMPFOLDER folder_{true};
 };
 
 std::string Encode(const std::string& bytes, DWORD flags = 0, DWORD line = 0,
@@ -97,8 +89,7 @@ TEST(Base64Codec, DecodeFlagsGovernWhatIsSkipped) {
       {"Zg=A", 0, "#131"},
       {"Zm9\xff", 0, "fo@"},  // bytes above ASCII count as zero data
   };
-  for (const auto& [text, flags, result] : cases)
-    EXPECT_EQ(Decode(text, flags), result) << text << " " << flags;
+  for (const auto& [text, flags, result] : cases) EXPECT_EQ(Decode(text, flags), result) << text;
   BYTE out[12];
   EXPECT_EQ(TryBase64Decode("Z===", 4, out, sizeof out, 0), 0u);
   EXPECT_EQ(Base64DecodeQuanta("Zm9vYmFyZg==", 12, out), 8u);  // stops at the first unusual quantum

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <fstream>
 #include <string>
-#include <tuple>
 
 #include "cmskit/file.h"
 #include "cmskit/paths.h"
@@ -62,33 +61,22 @@ TEST_F(ToolsFiles, CopyWithRetryFailsAsStatus64) {
 }
 
 TEST(CTOOFileClosed, EveryOperationRecordsStatus117) {
-  const std::tuple<const char*, int64_t (*)(CTOOFile&), int64_t, const char*> cases[] = {
-      {"Read",
-       [](CTOOFile& f) {
-         char b[4];
-         return int64_t{f.Read(b, 4)};
-       },
-       0, "file - ..\\..\\source\\file_com, line - 439"},
-      {"Write", [](CTOOFile& f) { return int64_t{f.Write("abcd", 4)}; }, 0,
-       "file - ..\\..\\source\\file_com, line - 533"},
-      {"Close",
-       [](CTOOFile& f) {
-         f.Close();
-         return int64_t{0};
-       },
-       0, "file - ..\\..\\source\\file_com, line - 551"},
-      {"Seek", [](CTOOFile& f) { return int64_t{f.Seek(0, SEEK_SET)}; }, -1,
-       "file - ..\\..\\source\\file_com, line - 632"},
-      {"Tell", [](CTOOFile& f) { return int64_t{f.Tell()}; }, -1,
-       "file - ..\\..\\source\\file_com, line - 662"},
-      {"GetLength", [](CTOOFile& f) { return int64_t{static_cast<int32_t>(f.GetLength())}; }, -1, ""},
-  };
-  for (const auto& [operation, call, result, message] : cases) {
+  // Its result, and the source line its message names (0: no message).
+  const auto check = [](const char* operation, int64_t result, int line, int64_t (*call)(CTOOFile&)) {
     CTOOFile file;
     EXPECT_EQ(call(file), result) << operation;
     EXPECT_EQ(StatusToWin32(file.GetStatus()), 120u) << operation;  // 117
-    EXPECT_STREQ(file.message.c_str(), message) << operation;
-  }
+    EXPECT_EQ(std::string(file.message.c_str()),
+              line ? "file - ..\\..\\source\\file_com, line - " + std::to_string(line) : "")
+        << operation;
+  };
+  static char buffer[4];
+  check("Read", 0, 439, [](CTOOFile& f) { return int64_t{f.Read(buffer, 4)}; });
+  check("Write", 0, 533, [](CTOOFile& f) { return int64_t{f.Write("abcd", 4)}; });
+  check("Close", 0, 551, [](CTOOFile& f) { return f.Close(), int64_t{0}; });
+  check("Seek", -1, 632, [](CTOOFile& f) { return int64_t{f.Seek(0, SEEK_SET)}; });
+  check("Tell", -1, 662, [](CTOOFile& f) { return int64_t{f.Tell()}; });
+  check("GetLength", -1, 0, [](CTOOFile& f) { return int64_t{static_cast<int32_t>(f.GetLength())}; });
 }
 
 TEST_F(ToolsFiles, TempFolderRemovedWithItsContentsOrKeptOnRequest) {
