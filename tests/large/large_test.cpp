@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -34,9 +33,8 @@ const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
 bool OnPosix() { return PLATFORM_PATH_SEPARATOR == '/'; }
 const char* NullDevice() { return OnPosix() ? "/dev/null" : "NUL"; }
 
-// A nest of elements around `inner` octets not held here: each level,
-// innermost first, is a tag, the octets before what it wraps and how many
-// follow it. Gives the octets up to the inner ones.
+// The octets before `inner` unheld ones nested in `levels`, innermost first:
+// each a tag, the octets before what it wraps and how many follow it.
 struct Level {
   BYTE tag;
   Bytes before;
@@ -60,28 +58,25 @@ void WriteSparse(const std::string& path, const Bytes& head, uint64_t size, cons
   out.write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
 }
 
-// The octets every reader of the content must see: the marks at both ends,
-// zeros between. It takes them as a sink of the library too.
+// What every reader of the content must see: the marks at both ends, zeros between.
 class ContentCheck : public cmskit::ContentSink {
  public:
   explicit ContentCheck(uint64_t size) : size_(size) {}
   bool Take(const BYTE* data, size_t length) override {
     for (size_t i = 0; i < length; ++i, ++seen_) {
       const uint64_t fromEnd = size_ - seen_;
-      BYTE expected = 0;
-      if (seen_ < kHeadMark.size()) expected = kHeadMark[seen_];
-      if (fromEnd <= kTailMark.size()) expected = kTailMark[kTailMark.size() - fromEnd];
-      if (data[i] != expected && wrong_ == UINT64_MAX) wrong_ = seen_;
+      const BYTE expected = seen_ < kHeadMark.size()      ? kHeadMark[seen_]
+                            : fromEnd <= kTailMark.size() ? kTailMark[kTailMark.size() - fromEnd]
+                                                          : 0;
+      wrong_ |= data[i] != expected;
     }
     return true;
   }
-  bool Good() const { return seen_ == size_ && wrong_ == UINT64_MAX; }
-  uint64_t Seen() const { return seen_; }
+  bool Good() const { return seen_ == size_ && !wrong_; }
 
  private:
-  uint64_t size_;
-  uint64_t seen_ = 0;
-  uint64_t wrong_ = UINT64_MAX;
+  uint64_t size_, seen_ = 0;
+  bool wrong_ = false;
 };
 
 // A named pipe whose reader hands everything written to it to `consume`,
@@ -111,14 +106,12 @@ class Pipe {
   std::thread reader_;
 };
 
-// ContentInfo with SignedData around `contentSize` octets of content, with a
-// stand-in certificate and signer info after it.
+// SignedData around `contentSize` octets, a stand-in certificate and signer info after them.
 struct SparseSigned {
-  Bytes prefix, trailer;
+  Bytes prefix, trailer = Hex("A0 05 30 03 02 01 07 31 05 30 03 02 01 01");
   uint64_t contentSize, total;
 
   explicit SparseSigned(uint64_t size) : contentSize(size) {
-    trailer = Hex("A0 05 30 03 02 01 07 31 05 30 03 02 01 01");
     prefix = Nest(size,
                   {{0x04, {}},
                    {0xA0, {}},
@@ -154,7 +147,6 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
   EXPECT_EQ(range.begin, shape.prefix.size());
   EXPECT_EQ(range.end, shape.prefix.size() + shape.contentSize);
   EXPECT_EQ(message.signerInfos.size(), 1u);
-
   // The 32-bit members cannot tell this message's offsets.
   SignData narrow;
   EXPECT_EQ(narrow.ReadObject(file, 0, &error), 0u);
@@ -169,29 +161,8 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
 
   ContentCheck content(shape.contentSize);
   EXPECT_TRUE(message.StreamContent(content, &error));
-  EXPECT_TRUE(content.Good()) << content.Seen();
+  EXPECT_TRUE(content.Good());
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
-
-  // Rewritten through a pipe, octet for octet the message read.
-  if (OnPosix() && GetParam() == kStreamedSize) {
-    const std::string fifo = dir_.Path("rewrite.fifo");
-    std::ifstream original(path, std::ios::binary);
-    std::vector<char> expected(1 << 20);
-    uint64_t same = 0, seen = 0;
-    Pipe pipe(fifo, [&](const BYTE* data, size_t size) {
-      original.read(expected.data(), static_cast<std::streamsize>(size));
-      if (std::memcmp(expected.data(), data, size) == 0) same += size;
-      seen += size;
-    });
-    ASSERT_TRUE(pipe.ok());
-    CTOOFile out(fifo.c_str(), "wb");
-    EXPECT_EQ(message.WriteObject64(out, UINT64_MAX), shape.total);
-    out.Close();
-    pipe.Join();
-    EXPECT_EQ(seen, shape.total);
-    EXPECT_EQ(same, shape.total);
-  }
-
   ToSignStruct64 detached;
   detached.flags = ToSignStruct::kInFile;
   detached.data = const_cast<char*>(NullDevice());
@@ -256,9 +227,8 @@ TEST_P(LargeMessages, TheToolStreamsThem) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, LargeMessages, ::testing::Values(kStreamedSize, 6 * kGiB));
 
-// An enveloped message whose AES-128 content crosses 4 GiB, made here with a
-// streaming encryptor (zeros in, so the plaintext is known), decrypts file
-// to file: the plaintext streams through a pipe and is checked as it passes.
+// AES-128 content of zeros past 4 GiB, encrypted here, decrypts file to file
+// (through a pipe, checked as it passes).
 TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   using namespace cmskit::test;
   TempDir dir;
@@ -273,7 +243,6 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   const Bytes keyBytes = Pattern(16, 7), iv = Pattern(16, 8);
   KeyHandle key(ImportPlainKey(prov.handle, CALG_AES_128, keyBytes));
   ASSERT_TRUE(key.handle && CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
-
   const Bytes algorithm = El(0x30, Hex("06 09 60 86 48 01 65 03 04 01 02"), Tlv(0x04, iv));
   const Bytes recipients = El(0x31, El(0x30, Hex("02 01 00"), El(0x30, Hex("30 00 02 01 01")),
                                        Hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00"), Hex("04 01 00")));
@@ -288,17 +257,14 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
     out.write(reinterpret_cast<const char*>(prefix.data()), static_cast<std::streamsize>(prefix.size()));
     std::vector<BYTE> block(1 << 20);
     for (uint64_t left = plain; left != 0;) {
-      const DWORD part = static_cast<DWORD>(left < block.size() ? left : block.size());
-      left -= part;
+      DWORD length = static_cast<DWORD>(std::min<uint64_t>(left, block.size()));
+      left -= length;
       std::fill(block.begin(), block.end(), 0);
-      DWORD length = part;
-      ASSERT_TRUE(
-          CryptEncrypt(key.handle, 0, left == 0, 0, block.data(), &length, static_cast<DWORD>(block.size())));
+      ASSERT_TRUE(CryptEncrypt(key.handle, 0, left == 0, 0, block.data(), &length, Size(block)));
       out.write(reinterpret_cast<const char*>(block.data()), length);
     }
     ASSERT_TRUE(out.good());
   }
-
   cmskit::EnvelopedData message;
   CTOOFile file(path.c_str(), "rb");
   int status = -1;
@@ -311,7 +277,6 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   EXPECT_EQ(content.GetContentLength64(), cipher);
   EXPECT_EQ(content.GetOpenTextSize(), 0u);
   EXPECT_EQ(content.GetOpenTextSize64(), cipher);
-
   KeyHandle decrypting(ImportPlainKey(prov.handle, CALG_AES_128, keyBytes));
   ASSERT_TRUE(cmskit::DecryptKeyParam(decrypting.handle, content.contentEncryptionAlgorithm));
   // Elsewhere (Windows, Wine) the plaintext goes to a file of its own: the
@@ -351,8 +316,6 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   }
 }
 
-// A file just over 4 GiB to Base64 and back, through two pipes: nothing is
-// stored, every octet is checked.
 TEST(LargeBase64, RoundTripPast4GiB) {
   TempDir dir;
   if (!OnPosix()) GTEST_SKIP() << "needs named pipes";
@@ -370,11 +333,10 @@ TEST(LargeBase64, RoundTripPast4GiB) {
   encoder.join();
   pipe.Join();
   EXPECT_TRUE(encodedOk);
-  EXPECT_TRUE(check.Good()) << check.Seen();
+  EXPECT_TRUE(check.Good());
 }
 
-// The size of an encryption past 4 GiB: told exactly by the 64-bit member,
-// "too large" by the 32-bit one (GOST keys, as the size is always counted).
+// GOST keys, as their encryption size is always counted.
 TEST(LargeSizes, EncryptSizePast4GiB) {
   using namespace cmskit::test;
   ProviderHandle prov;
@@ -386,17 +348,13 @@ TEST(LargeSizes, EncryptSizePast4GiB) {
   const uint64_t small = content.GetEncryptSize64(key.handle, 1000, 0);
   ASSERT_NE(small, 0u);
   EXPECT_EQ(content.GetEncryptSize(key.handle, 1000, 0), small);
-  // Past 4 GiB the lengths of [0] and of the SEQUENCE take five octets
-  // where two sufficed.
+  // The lengths of [0] and of the SEQUENCE: five octets instead of two.
   EXPECT_EQ(content.GetEncryptSize64(key.handle, 5 * kGiB, 0), small - 1000 + 5 * kGiB + 6);
   SetLastError(0);
   EXPECT_EQ(content.GetEncryptSize(key.handle, 0xFFFFFF00u, 2), 0u);
   EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
 }
 
-// Signing content past 4 GiB: the digest pass and the writer go through the
-// 64-bit members. The detached signature verifies over the same file; the
-// attached message (to the null device) has the size its layout calls for.
 TEST(LargeSigning, ContentPast4GiB) {
   TempDir dir;
   const std::string content = dir.Path("content.bin");
@@ -422,8 +380,7 @@ TEST(LargeSigning, ContentPast4GiB) {
             std::vector<cmskit::SignerVerdict>{cmskit::SignerVerdict::kValid});
   options.detached = false;
   CTOOFile sink(NullDevice(), "wb");
-  // eContent adds the content and its [0] and OCTET STRING headers (five
-  // length octets each past 4 GiB), and the three outer lengths grow.
+  // eContent adds the content and its headers, and the three outer lengths grow.
   const uint64_t attached = cmskit::SignContent64(range, &signer, 1, options, sink, &error);
   EXPECT_EQ(error, 0);
   EXPECT_GT(attached, detachedSize + kStreamedSize);
