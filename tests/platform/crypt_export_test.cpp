@@ -7,7 +7,6 @@ namespace cmskit::test {
 namespace {
 
 constexpr char kAes256Oid[] = "2.16.840.1.101.3.4.1.42";
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 const KeyKind& Kind(const std::string& name) {
   for (const KeyKind& kind : KeyKinds()) {
@@ -21,26 +20,13 @@ void ExpectSameKey(HCRYPTKEY key, HCRYPTKEY imported, const Bytes& iv, bool gost
   const DWORD mix = CRYPT_PROMIX_MODE;
   for (HCRYPTKEY handle : {key, imported}) {
     ASSERT_TRUE(CryptSetKeyParam(handle, KP_IV, iv.data(), 0));
-    if (gost) {
-      ASSERT_TRUE(CryptSetKeyParam(handle, KP_MIXMODE, reinterpret_cast<const BYTE*>(&mix), 0));
-    }
+    ASSERT_TRUE(!gost || CryptSetKeyParam(handle, KP_MIXMODE, reinterpret_cast<const BYTE*>(&mix), 0));
   }
   const Bytes plain = Pattern(3000, 31);
   Bytes encrypted, decrypted;
   ASSERT_TRUE(EncryptPieces(key, plain, 1024, &encrypted));
-  ASSERT_TRUE(DecryptPieces(imported, encrypted, 1024, &decrypted)) << std::hex << GetLastError();
+  ASSERT_TRUE(DecryptPieces(imported, encrypted, 1024, &decrypted));
   EXPECT_EQ(plain, decrypted);
-}
-
-// The export function installed for a public-key algorithm, null if none.
-PFN_CMSG_EXPORT_ENCRYPT_KEY ExportFunction(const char* oid, DWORD* error = nullptr) {
-  HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_EXPORT_ENCRYPT_KEY_FUNC, 0);
-  void* function = nullptr;
-  HCRYPTOIDFUNCADDR handle = nullptr;
-  const BOOL found = CryptGetOIDFunctionAddress(set, kEncoding, oid, 0, &function, &handle);
-  if (error) *error = found ? 0 : GetLastError();
-  if (found) CryptFreeOIDFunctionAddress(handle, 0);
-  return reinterpret_cast<PFN_CMSG_EXPORT_ENCRYPT_KEY>(function);
 }
 
 TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
@@ -76,7 +62,7 @@ TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
         FailsWith(CryptExportKey(content.handle, ec.handle, SIMPLEBLOB, 0, nullptr, &length), NTE_BAD_KEY));
   }
   DWORD error = 0;
-  EXPECT_EQ(nullptr, ExportFunction("1.2.840.113549.1.1.1", &error));
+  EXPECT_EQ(nullptr, OidFunction(CMSG_OID_EXPORT_ENCRYPT_KEY_FUNC, "1.2.840.113549.1.1.1", &error));
   EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), error);
 }
 
@@ -93,13 +79,13 @@ TEST(CryptExportTest, GostTransportsUnwrapWithOpensslAndImportBack) {
     ASSERT_TRUE(AcquireVerifyContext(kind.provType, prov));
     const CertPtr cert = LoadCert(ring.Path(std::string(name) + ".cer"));
     CERT_PUBLIC_KEY_INFO* recipient = &cert->pCertInfo->SubjectPublicKeyInfo;
-    const PFN_CMSG_EXPORT_ENCRYPT_KEY exportKey = ExportFunction(recipient->Algorithm.pszObjId);
+    const auto exportKey = reinterpret_cast<PFN_CMSG_EXPORT_ENCRYPT_KEY>(
+        OidFunction(CMSG_OID_EXPORT_ENCRYPT_KEY_FUNC, recipient->Algorithm.pszObjId));
     ASSERT_NE(nullptr, exportKey);
     KeyHandle content;
     ASSERT_TRUE(CryptGenKey(prov.handle, CALG_G28147, CRYPT_EXPORTABLE, &content.handle));
     DWORD length = 0;
-    ASSERT_TRUE(exportKey(prov.handle, content.handle, recipient, nullptr, &length))
-        << std::hex << GetLastError();
+    ASSERT_TRUE(exportKey(prov.handle, content.handle, recipient, nullptr, &length));
     Bytes transport(length);
     length -= 1;
     EXPECT_TRUE(FailsWith(exportKey(prov.handle, content.handle, recipient, transport.data(), &length),
@@ -130,10 +116,8 @@ TEST(CryptExportTest, GostTransportsUnwrapWithOpensslAndImportBack) {
          rsaCert ? NTE_BAD_ALGID : 0}};
     for (const auto& [key, info, error] : kFailures) {
       length = 0;
-      EXPECT_EQ(error == 0, exportKey(prov.handle, key, info, nullptr, &length) != FALSE);
-      if (error) {
-        EXPECT_EQ(error, GetLastError());
-      }
+      const BOOL ok = exportKey(prov.handle, key, info, nullptr, &length);
+      EXPECT_EQ(error, ok ? 0 : GetLastError());
     }
   }
 }

@@ -94,10 +94,10 @@ inline CertPtr LoadCert(const std::string& path) {
 inline HCRYPTKEY ImportCertKey(HCRYPTPROV prov, const std::string& path) {
   const CertPtr cert = LoadCert(path);
   HCRYPTKEY key = 0;
-  if (!cert ||
-      !CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &cert->pCertInfo->SubjectPublicKeyInfo, &key))
-    return 0;
-  return key;
+  return cert && CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &cert->pCertInfo->SubjectPublicKeyInfo,
+                                          &key)
+             ? key
+             : 0;
 }
 
 // Signatures between CryptoAPI's order and the wire form: RSA and GOST
@@ -127,8 +127,7 @@ inline Bytes ApiSignature(const KeyKind& kind, const Bytes& wire, size_t size) {
     Bytes value(wire.begin() + static_cast<long>(at + 2), wire.begin() + static_cast<long>(at + 2 + length));
     while (value.size() > size / 2 && value[0] == 0) value.erase(value.begin());
     value.insert(value.begin(), size / 2 - value.size(), 0);
-    const Bytes little = Reversed(value);
-    out.insert(out.end(), little.begin(), little.end());
+    out = Cat({out, Reversed(value)});
     at += 2 + length;
   }
   return out;

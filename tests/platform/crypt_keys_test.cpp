@@ -1,4 +1,6 @@
 // Session keys against OpenSSL's own command line.
+#include <bitset>
+
 #include "crypt_test_support.h"
 
 namespace cmskit::test {
@@ -40,13 +42,13 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
       KeyHandle handle(MakeKey(cipher.algId, key, iv));
       Bytes whole = encrypted;
       DWORD length = Size(whole);
-      ASSERT_TRUE(CryptDecrypt(handle.handle, 0, TRUE, 0, whole.data(), &length))
-          << std::hex << GetLastError();
+      ASSERT_TRUE(CryptDecrypt(handle.handle, 0, TRUE, 0, whole.data(), &length));
       EXPECT_EQ(plain, Bytes(whole.begin(), whole.begin() + length));
-      // The final call started the key again from its IV.
-      Bytes streamed;
-      ASSERT_TRUE(DecryptPieces(handle.handle, encrypted, 4096, &streamed)) << std::hex << GetLastError();
+      Bytes streamed, streamedOut;  // the final call started the key again from its IV
+      ASSERT_TRUE(DecryptPieces(handle.handle, encrypted, 4096, &streamed));
       EXPECT_EQ(plain, streamed);
+      ASSERT_TRUE(EncryptPieces(handle.handle, plain, 4096, &streamedOut));
+      EXPECT_EQ(encrypted, streamedOut);
       // Encrypting: the size query, a buffer one byte short, then the bytes.
       length = static_cast<DWORD>(size);
       ASSERT_TRUE(CryptEncrypt(handle.handle, 0, TRUE, 0, nullptr, &length, 0));
@@ -90,16 +92,8 @@ TEST_F(KeysTest, FinalCallsCheckThePaddingNonFinalCallsKeepEveryBlock) {
     DWORD length = size;
     EXPECT_TRUE(FailsWith(CryptDecrypt(handle.handle, 0, size == 0, 0, data.data(), &length), NTE_BAD_DATA));
   }
-  // As on Windows nothing is held back: a stream that never ends with a final
-  // call keeps its padding block.
-  const Bytes plain = Pattern(32, 12);
-  data = Cat({plain, Bytes(16)});
-  DWORD length = 32;
-  ASSERT_TRUE(CryptSetKeyParam(handle.handle, KP_IV, iv.data(), 0));
-  ASSERT_TRUE(CryptEncrypt(handle.handle, 0, TRUE, 0, data.data(), &length, 48));
-  ASSERT_TRUE(CryptSetKeyParam(handle.handle, KP_IV, iv.data(), 0));
-  ASSERT_TRUE(CryptDecrypt(handle.handle, 0, FALSE, 0, data.data(), &length));
-  EXPECT_EQ(Cat({plain, Bytes(16, 16)}), data);
+  // That a stream never ended by a final call keeps its padding block:
+  // DecryptContentTest.PiecesTowardsAFileAreOneNonFinalStream.
 }
 
 TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
@@ -112,11 +106,9 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
   EXPECT_EQ(iv, KeyParam(handle.handle));
   const DWORD kDwords[][2] = {
       {KP_ALGID, CALG_AES_128}, {KP_KEYLEN, 128}, {KP_BLOCKLEN, 128}, {KP_MODE, CRYPT_MODE_CBC}};
-  for (const auto& item : kDwords) {
-    const DWORD& value = item[1];
-    EXPECT_EQ(Bytes(reinterpret_cast<const BYTE*>(&value), reinterpret_cast<const BYTE*>(&value + 1)),
+  for (const auto& item : kDwords)
+    EXPECT_EQ(Bytes(reinterpret_cast<const BYTE*>(&item[1]), reinterpret_cast<const BYTE*>(&item[1] + 1)),
               KeyParam(handle.handle, item[0]));
-  }
   // The GOST parameters belong to GOST keys only.
   const DWORD one = 1;
   for (DWORD param : {DWORD{KP_MIXMODE}, DWORD{KP_CIPHEROID}, DWORD{KP_EFFECTIVE_KEYLEN}}) {
@@ -130,8 +122,6 @@ TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
 TEST_F(KeysTest, GeneratedKeysEncryptInPiecesForOpenssl) {
   if (!HaveOpenSsl()) GTEST_SKIP() << "the openssl command is not available";
   const std::tuple<ALG_ID, const char*, size_t, size_t, const char*> kCiphers[] = {
-      {CALG_AES_128, "-aes-128-cbc", 16, 16, ""},
-      {CALG_AES_192, "-aes-192-cbc", 24, 16, ""},
       {CALG_AES_256, "-aes-256-cbc", 32, 16, ""},
       {CALG_3DES, "-des-ede3-cbc", 24, 8, ""},
       {CALG_G28147, "-engine gost -gost89", 32, 8, ""},                   // CryptoPro A
@@ -142,18 +132,14 @@ TEST_F(KeysTest, GeneratedKeysEncryptInPiecesForOpenssl) {
     if (algId == CALG_G28147 && !HaveGost()) continue;
     SCOPED_TRACE(std::string(encOptions) + " " + paramSet);
     KeyHandle key;
-    ASSERT_TRUE(CryptGenKey(prov_.handle, algId, CRYPT_EXPORTABLE, &key.handle))
-        << std::hex << GetLastError();
+    ASSERT_TRUE(CryptGenKey(prov_.handle, algId, CRYPT_EXPORTABLE, &key.handle));
     const Bytes blob = ExportBlob(key.handle, 0, PLAINTEXTKEYBLOB);
     ASSERT_EQ(12 + keyBytes, blob.size());
     EXPECT_EQ(Bytes({PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, 0, BYTE(algId), BYTE(algId >> 8), 0, 0}),
               Bytes(blob.begin(), blob.begin() + 8));
     const Bytes keyValue(blob.begin() + 12, blob.end());
-    for (BYTE b = 0; algId == CALG_3DES && b < keyValue.size(); ++b) {
-      int ones = 0;
-      for (BYTE rest = keyValue[b]; rest; rest >>= 1) ones += rest & 1;
-      EXPECT_EQ(1, ones % 2) << "DES keys have odd parity";
-    }
+    for (size_t b = 0; algId == CALG_3DES && b < keyValue.size(); ++b)
+      EXPECT_EQ(1u, std::bitset<8>(keyValue[b]).count() % 2) << "DES keys have odd parity";
     const Bytes iv = Pattern(ivBytes, 22);
     ASSERT_TRUE(CryptSetKeyParam(key.handle, KP_IV, iv.data(), 0));
     // The engine's own default parameter set is not CryptoPro A: name it.
@@ -169,7 +155,7 @@ TEST_F(KeysTest, GeneratedKeysEncryptInPiecesForOpenssl) {
       }
     }
     Bytes encrypted;
-    ASSERT_TRUE(EncryptPieces(key.handle, plain, 4096, &encrypted)) << std::hex << GetLastError();
+    ASSERT_TRUE(EncryptPieces(key.handle, plain, 4096, &encrypted));
     WriteBytes(dir_.Path("cipher"), encrypted);
     ASSERT_TRUE(Shell(environment + "openssl enc -d " + encOptions + " -K " + HexArg(keyValue) + " -iv " +
                       HexArg(iv) + " -in " + dir_.Path("cipher") + " -out " + dir_.Path("decrypted")));
@@ -186,9 +172,8 @@ TEST_F(KeysTest, GeneratedAndExportedKeysFailWithWindowsCodes) {
       {prov_.handle, CALG_AES_128, 127 << 16, NTE_BAD_FLAGS},
       {prov_.handle + 1000, CALG_AES_128, 0, ERROR_INVALID_PARAMETER}};
   HCRYPTKEY key = 0;
-  for (const auto& [prov, algId, flags, error] : kGenerate) {
+  for (const auto& [prov, algId, flags, error] : kGenerate)
     EXPECT_TRUE(FailsWith(CryptGenKey(prov, algId, flags, &key), error)) << algId << " " << flags;
-  }
   KeyHandle rc2, fixed, secret;
   ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_RC2, CRYPT_EXPORTABLE | (40 << 16), &rc2.handle));
   EXPECT_EQ(5u, PlainKeyBytes(rc2.handle).size());
@@ -205,24 +190,22 @@ TEST_F(KeysTest, GeneratedAndExportedKeysFailWithWindowsCodes) {
       {fixed.handle, 0, SIMPLEBLOB, 0, NTE_BAD_KEY},
       {fixed.handle, secret.handle, SIMPLEBLOB, 0, NTE_BAD_KEY},
       {fixed.handle, secret.handle + 1000, SIMPLEBLOB, 0, ERROR_INVALID_PARAMETER}};
-  for (const auto& [exported, exchange, blobType, flags, error] : kExport) {
-    DWORD length = 0;
-    EXPECT_TRUE(FailsWith(CryptExportKey(exported, exchange, blobType, flags, nullptr, &length), error))
-        << error;
-  }
+  DWORD length = 0;
+  for (const auto& [exported, exchange, blobType, flags, error] : kExport)
+    EXPECT_TRUE(FailsWith(CryptExportKey(exported, exchange, blobType, flags, nullptr, &length), error));
   if (!HaveGost()) return;
   KeyHandle gost;
   ASSERT_TRUE(CryptGenKey(prov_.handle, CALG_G28147, 0, &gost.handle));
   EXPECT_EQ(std::string("1.2.643.2.2.31.1", 17), Text(Obj(KeyParam(gost.handle, KP_CIPHEROID))));
-  for (const char* paramSet : {"1.2.643.2.2.31.9", "1.2.643", ""}) {
+  for (const char* paramSet : {"1.2.643.2.2.31.9", "1.2.643", ""})
     EXPECT_TRUE(
         FailsWith(CryptSetKeyParam(gost.handle, KP_CIPHEROID, reinterpret_cast<const BYTE*>(paramSet), 0),
                   NTE_BAD_DATA));
-  }
 }
 
 TEST_F(KeysTest, PlainTextBlobsAreChecked) {
   const Bytes blob = PlainKeyBlob(CALG_AES_128, Pattern(16, 15));
+  HCRYPTKEY key = 0;
   const std::tuple<size_t, BYTE, DWORD> kCases[] = {{0, 7, NTE_BAD_TYPE},     {1, 3, NTE_BAD_VER},
                                                     {4, 0x99, NTE_BAD_ALGID}, {8, 17, NTE_BAD_DATA},
                                                     {8, 15, NTE_BAD_LEN},     {12, 0, NTE_BAD_DATA}};
@@ -230,11 +213,9 @@ TEST_F(KeysTest, PlainTextBlobsAreChecked) {
     Bytes broken = blob;
     broken[offset] = value;
     if (offset == 12) broken.resize(11);
-    HCRYPTKEY key = 0;
     EXPECT_TRUE(FailsWith(CryptImportKey(prov_.handle, broken.data(), Size(broken), 0, 0, &key), error))
         << offset;
   }
-  HCRYPTKEY key = 0;
   EXPECT_TRUE(FailsWith(CryptImportKey(0x5056000000000001ULL + 999, blob.data(), Size(blob), 0, 0, &key),
                         ERROR_INVALID_PARAMETER));
 }
@@ -247,8 +228,7 @@ TEST_F(KeysTest, StaleAndForeignHandlesAreRefused) {
   BYTE data[8] = {};
   DWORD length = 8;
   for (HCRYPTKEY handle : {key, HCRYPTKEY{0}, HCRYPTKEY{0x1234}, HCRYPTKEY{prov_.handle}, ~HCRYPTKEY{0}}) {
-    EXPECT_TRUE(FailsWith(CryptDecrypt(handle, 0, FALSE, 0, data, &length), ERROR_INVALID_PARAMETER))
-        << handle;
+    EXPECT_TRUE(FailsWith(CryptDecrypt(handle, 0, FALSE, 0, data, &length), ERROR_INVALID_PARAMETER));
     EXPECT_FALSE(CryptDestroyKey(handle));
     EXPECT_FALSE(CryptGetKeyParam(handle, KP_IV, nullptr, &length, 0));
   }

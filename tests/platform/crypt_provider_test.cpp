@@ -67,8 +67,8 @@ TEST(CryptProviderTest, ReleasedAndForeignProvidersAreRefused) {
   EXPECT_TRUE(FailsWith(CryptGenRandom(prov, 1, nullptr), ERROR_INVALID_PARAMETER));
   ASSERT_TRUE(CryptReleaseContext(prov, 0));
   for (HCRYPTPROV handle : {prov, HCRYPTPROV{0}, prov + 1, ~HCRYPTPROV{0}}) {
-    EXPECT_TRUE(FailsWith(CryptReleaseContext(handle, 0), ERROR_INVALID_PARAMETER)) << handle;
-    EXPECT_TRUE(FailsWith(CryptGenRandom(handle, sizeof(random), random), ERROR_INVALID_PARAMETER)) << handle;
+    EXPECT_TRUE(FailsWith(CryptReleaseContext(handle, 0), ERROR_INVALID_PARAMETER));
+    EXPECT_TRUE(FailsWith(CryptGenRandom(handle, sizeof(random), random), ERROR_INVALID_PARAMETER));
   }
   // Flags on release are refused, but the provider is released all the same.
   ASSERT_TRUE(CryptAcquireContextA(&prov, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
@@ -87,37 +87,26 @@ BOOL WINAPI SecondImport(HCRYPTPROV, DWORD, PCRYPT_ALGORITHM_IDENTIFIER, PCRYPT_
   return TRUE;
 }
 
-// The function found for `oid` in `set`, null if none; releases the handle.
-void* Lookup(HCRYPTOIDFUNCSET set, const char* oid, DWORD* error = nullptr) {
-  void* function = nullptr;
-  HCRYPTOIDFUNCADDR handle = nullptr;
-  const BOOL found = CryptGetOIDFunctionAddress(set, kEncoding, oid, 0, &function, &handle);
-  if (error) *error = found ? 0 : GetLastError();
-  EXPECT_TRUE(!found || CryptFreeOIDFunctionAddress(handle, 0));
-  return function;
-}
-
 TEST(CryptOidFunctionsTest, PreinstalledInstalledInOrderAndBadArguments) {
   HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0);
   EXPECT_EQ(set, CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0));
   for (const char* oid : {"2.16.840.1.101.3.4.1.2", "2.16.840.1.101.3.4.1.22", "2.16.840.1.101.3.4.1.42",
                           "1.2.840.113549.3.7", "1.2.840.113549.3.2", "1.2.643.2.2.21"})
-    EXPECT_NE(nullptr, Lookup(set, oid)) << oid;
+    EXPECT_NE(nullptr, OidFunction(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, oid)) << oid;
   DWORD error = 0;
-  EXPECT_EQ(nullptr, Lookup(set, "1.2.840.113549.3.4", &error));  // RC4: none
+  EXPECT_EQ(nullptr, OidFunction(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, "1.2.840.113549.3.4", &error));  // RC4
   EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), error);
-  HCRYPTOIDFUNCSET own = CryptInitOIDFunctionSet("CmskitTestFunctionSet", 0);
   CRYPT_OID_FUNC_ENTRY first = {"1.2.3.4", reinterpret_cast<void*>(&FirstImport)};
   CRYPT_OID_FUNC_ENTRY second = {"1.2.3.4", reinterpret_cast<void*>(&SecondImport)};
   ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &first, 0));
   ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &second, 0));
-  EXPECT_EQ(reinterpret_cast<void*>(&FirstImport), Lookup(own, "1.2.3.4"));
+  EXPECT_EQ(reinterpret_cast<void*>(&FirstImport), OidFunction("CmskitTestFunctionSet", "1.2.3.4"));
   ASSERT_TRUE(CryptInstallOIDFunctionAddress(nullptr, kEncoding, "CmskitTestFunctionSet", 1, &second,
                                              CRYPT_INSTALL_OID_FUNC_BEFORE_FLAG));
-  EXPECT_EQ(reinterpret_cast<void*>(&SecondImport), Lookup(own, "1.2.3.4"));
-  EXPECT_EQ(nullptr, Lookup(own, "1.2.3"));
-  EXPECT_EQ(nullptr, Lookup(set, "1.2.3.4"));  // another set does not see them
-
+  EXPECT_EQ(reinterpret_cast<void*>(&SecondImport), OidFunction("CmskitTestFunctionSet", "1.2.3.4"));
+  EXPECT_EQ(nullptr, OidFunction("CmskitTestFunctionSet", "1.2.3"));
+  EXPECT_EQ(nullptr,
+            OidFunction(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, "1.2.3.4"));  // another set does not see them
   void* function = reinterpret_cast<void*>(&FirstImport);
   HCRYPTOIDFUNCADDR handle = nullptr;
   int notASet = 0;

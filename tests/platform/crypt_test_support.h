@@ -33,8 +33,8 @@ using HashHandle = Owned<HCRYPTHASH, CryptDestroyHash>;
 // A hash object of `algId` on `prov` that has been fed `data`; 0 on failure.
 inline HCRYPTHASH HashOf(HCRYPTPROV prov, ALG_ID algId, const Bytes& data) {
   HCRYPTHASH hash = 0;
-  if (!CryptCreateHash(prov, algId, 0, 0, &hash)) return 0;
-  if (CryptHashData(hash, data.data(), Size(data), 0)) return hash;
+  if (!CryptCreateHash(prov, algId, 0, 0, &hash) || CryptHashData(hash, data.data(), Size(data), 0))
+    return hash;
   CryptDestroyHash(hash);
   return 0;
 }
@@ -67,56 +67,56 @@ inline Envelope ParseEnvelope(const Bytes& der) {
                   ToBytes(data.encryptedContentInfo.encryptedContent)};
 }
 
+// The function of the set `setName` installed for `oid`, null (and the last error in `error`) if none.
+inline void* OidFunction(const char* setName, const char* oid, DWORD* error = nullptr) {
+  void* function = nullptr;
+  HCRYPTOIDFUNCADDR handle = nullptr;
+  const BOOL found =
+      CryptGetOIDFunctionAddress(CryptInitOIDFunctionSet(setName, 0), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                 oid, 0, &function, &handle);
+  if (error) *error = found ? 0 : GetLastError();
+  EXPECT_TRUE(!found || CryptFreeOIDFunctionAddress(handle, 0));
+  return function;
+}
+
 // Imports the envelope's key the way the library does: through the function
 // installed for the content algorithm. Returns the last error, 0 on success.
 inline DWORD ImportEnvelopeKey(HCRYPTPROV prov, const Envelope& envelope, HCRYPTKEY* key,
                                DWORD keySpec = AT_KEYEXCHANGE, const char* oid = nullptr) {
-  HCRYPTOIDFUNCSET set = CryptInitOIDFunctionSet(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, 0);
-  void* function = nullptr;
-  HCRYPTOIDFUNCADDR handle = nullptr;
-  if (!CryptGetOIDFunctionAddress(set, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, envelope.contentOid.c_str(),
-                                  0, &function, &handle))
-    return GetLastError();
+  DWORD error = 0;
+  void* function = OidFunction(CMSG_OID_IMPORT_ENCRYPT_KEY_FUNC, envelope.contentOid.c_str(), &error);
+  if (!function) return error;
   CRYPT_ALGORITHM_IDENTIFIER content = {}, publicKey = {};
   content.pszObjId = const_cast<LPSTR>(oid ? oid : envelope.contentOid.c_str());
   content.Parameters = {Size(envelope.contentParams), const_cast<BYTE*>(envelope.contentParams.data())};
   Bytes encryptedKey = envelope.encryptedKey;
-  const BOOL ok = reinterpret_cast<PFN_CMSG_IMPORT_ENCRYPT_KEY>(function)(
-      prov, keySpec, &content, &publicKey, encryptedKey.data(), Size(encryptedKey), key);
-  const DWORD error = ok ? 0 : GetLastError();
-  CryptFreeOIDFunctionAddress(handle, 0);
-  return error;
+  return reinterpret_cast<PFN_CMSG_IMPORT_ENCRYPT_KEY>(function)(prov, keySpec, &content, &publicKey,
+                                                                 encryptedKey.data(), Size(encryptedKey), key)
+             ? 0
+             : GetLastError();
 }
 
-// Decrypts in pieces of `piece` bytes, all but the last with Final false.
-inline bool DecryptPieces(HCRYPTKEY key, const Bytes& cipherText, size_t piece, Bytes* plainText) {
-  plainText->clear();
-  for (size_t at = 0; at < cipherText.size() || at == 0; at += piece) {
-    const size_t size = std::min(piece, cipherText.size() - at);
-    const bool final = at + size >= cipherText.size();
-    Bytes buffer(cipherText.begin() + static_cast<long>(at),
-                 cipherText.begin() + static_cast<long>(at + size));
-    DWORD length = static_cast<DWORD>(size);
-    if (!CryptDecrypt(key, 0, final, 0, buffer.data(), &length)) return false;
-    plainText->insert(plainText->end(), buffer.begin(), buffer.begin() + length);
-    if (final) break;
-  }
-  return true;
-}
-
-// Encrypts in pieces of `piece` bytes (whole blocks), all but the last with Final false.
-inline bool EncryptPieces(HCRYPTKEY key, const Bytes& plainText, size_t piece, Bytes* cipherText) {
-  cipherText->clear();
+// En- or decrypts in pieces of `piece` bytes (whole blocks), all but the last with Final false.
+inline bool CryptPieces(bool encrypt, HCRYPTKEY key, const Bytes& in, size_t piece, Bytes* out) {
+  out->clear();
   for (size_t at = 0;; at += piece) {
-    const size_t size = std::min(piece, plainText.size() - at);
-    const bool final = at + size >= plainText.size();
-    Bytes buffer(plainText.begin() + static_cast<long>(at), plainText.begin() + static_cast<long>(at + size));
+    const size_t size = std::min(piece, in.size() - at);
+    const bool final = at + size >= in.size();
+    Bytes buffer(in.begin() + static_cast<long>(at), in.begin() + static_cast<long>(at + size));
     buffer.resize(size + 32);
     DWORD length = static_cast<DWORD>(size);
-    if (!CryptEncrypt(key, 0, final, 0, buffer.data(), &length, Size(buffer))) return false;
-    cipherText->insert(cipherText->end(), buffer.begin(), buffer.begin() + length);
+    if (!(encrypt ? CryptEncrypt(key, 0, final, 0, buffer.data(), &length, Size(buffer))
+                  : CryptDecrypt(key, 0, final, 0, buffer.data(), &length)))
+      return false;
+    out->insert(out->end(), buffer.begin(), buffer.begin() + length);
     if (final) return true;
   }
+}
+inline bool EncryptPieces(HCRYPTKEY key, const Bytes& in, size_t piece, Bytes* out) {
+  return CryptPieces(true, key, in, piece, out);
+}
+inline bool DecryptPieces(HCRYPTKEY key, const Bytes& in, size_t piece, Bytes* out) {
+  return CryptPieces(false, key, in, piece, out);
 }
 
 inline Bytes ExportBlob(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD blobType) {

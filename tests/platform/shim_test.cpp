@@ -4,39 +4,28 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
 #include <thread>
 
 #include "common/crypt.h"
+#include "common/test_util.h"
 #include "platform/win32.h"
 
 namespace {
 
 using cmskit_testing::FailsWith;
 
-// A fresh folder under the system's temporary folder, removed afterwards.
 class ShimFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char temp[MAX_PATH] = {};
-    ASSERT_GT(GetTempPathA(MAX_PATH, temp), 0u);
-    folder_ = temp + std::string("cmskit_shim_") +
-              std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
-    ASSERT_EQ(_mkdir(folder_.c_str()), 0);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-  std::string Path(const std::string& name) const { return folder_ + PLATFORM_PATH_SEPARATOR + name; }
+  std::string Path(const std::string& name) const { return dir_.Path(name); }
   std::string MakeFile(const std::string& name, const std::string& contents) const {
     std::ofstream(Path(name), std::ios::binary) << contents;
     return Path(name);
   }
-
-  std::string folder_;
+  cmskit_testing::TempDir dir_;
 };
 
 TEST_F(ShimFiles, AttributesCopiesAndTheLastError) {
@@ -52,8 +41,7 @@ TEST_F(ShimFiles, AttributesCopiesAndTheLastError) {
   SetLastError(0);
   EXPECT_TRUE(FailsWith(CopyFileA(source.c_str(), target.c_str(), TRUE), ERROR_FILE_EXISTS));
   ASSERT_TRUE(CopyFileA(source.c_str(), target.c_str(), FALSE));
-  std::ifstream in(target, std::ios::binary);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "new");
+  EXPECT_EQ(cmskit_testing::ReadBytes(target), cmskit_testing::Text("new"));
   EXPECT_TRUE(
       FailsWith(CopyFileA(Path("missing").c_str(), Path("other").c_str(), FALSE), ERROR_FILE_NOT_FOUND));
   SetLastError(0);
@@ -109,8 +97,7 @@ Fields FieldsOf(const SYSTEMTIME& st) {
 }
 
 bool ToTicks(const Fields& f, uint64_t* ticks) {
-  // wDayOfWeek is ignored on input.
-  const SYSTEMTIME st = {f[0], f[1], 9, f[2], f[3], f[4], f[5], f[6]};
+  const SYSTEMTIME st = {f[0], f[1], 9, f[2], f[3], f[4], f[5], f[6]};  // wDayOfWeek ignored
   FILETIME ft;
   if (!SystemTimeToFileTime(&st, &ft)) return false;
   *ticks = (static_cast<uint64_t>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime;
@@ -180,8 +167,7 @@ TEST(ShimCalendar, RefusesWhatWindowsRefuses) {
   for (const Fields& f : refused) {
     SetLastError(0);
     uint64_t ticks = 0;
-    EXPECT_TRUE(FailsWith(ToTicks(f, &ticks), ERROR_INVALID_PARAMETER))
-        << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3] << ':' << f[4];
+    EXPECT_TRUE(FailsWith(ToTicks(f, &ticks), ERROR_INVALID_PARAMETER)) << f[1] << f[2] << f[6];
   }
   SYSTEMTIME st;
   SetLastError(0);
