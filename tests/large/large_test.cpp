@@ -1,7 +1,5 @@
-// Messages beyond 4 GiB through the 64-bit members, built as sparse files
-// (headers written, content left as a hole) so that they cost no disk. What
-// comes out is checked as it streams, through a sink or a named pipe, never
-// stored. The 32-bit members must say "too large" for the same messages.
+// Messages beyond 4 GiB as sparse files, their output checked as it streams,
+// never stored; the 32-bit members must say "too large" for them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,6 +30,13 @@ const Bytes kTailMark = Hex("54 41 49 4C 5F 4D 41 52");  // and its last
 
 bool OnPosix() { return PLATFORM_PATH_SEPARATOR == '/'; }
 const char* NullDevice() { return OnPosix() ? "/dev/null" : "NUL"; }
+template <class Range = ToSignStruct64>
+Range InFile(const char* path) {
+  Range range;
+  range.flags = ToSignStruct::kInFile;
+  range.data = const_cast<char*>(path);
+  return range;
+}
 
 // The octets before `inner` unheld ones nested in `levels`, innermost first:
 // each a tag, the octets before what it wraps and how many follow it.
@@ -85,8 +90,7 @@ class Pipe {
  public:
   template <class Consume>
   Pipe(const std::string& path, Consume consume) : path_(path) {
-    ok_ = Shell("mkfifo '" + path + "'");
-    if (!ok_) return;
+    if (!(ok_ = Shell("mkfifo '" + path + "'"))) return;
     reader_ = std::thread([this, consume]() mutable {
       std::ifstream in(path_, std::ios::binary);
       std::vector<char> block(1 << 20);
@@ -163,9 +167,7 @@ TEST_P(LargeMessages, SignedThroughTheWideMembers) {
   EXPECT_TRUE(message.StreamContent(content, &error));
   EXPECT_TRUE(content.Good());
   EXPECT_EQ(message.WriteObject64(sink, UINT64_MAX), shape.total);
-  ToSignStruct64 detached;
-  detached.flags = ToSignStruct::kInFile;
-  detached.data = const_cast<char*>(NullDevice());
+  ToSignStruct64 detached = InFile(NullDevice());
   ASSERT_TRUE(message.DetachData64(detached, &error)) << error;
   EXPECT_EQ(detached.end, shape.contentSize);
   EXPECT_EQ(message.GetDataInfo64().flags, 0u);
@@ -179,9 +181,7 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
       cmskit::ASNAlgorithmIdentifier("2.16.840.1.101.3.4.2.1", cmskit::IdentObj()));
   message.certificates.push_back(Obj(Hex("30 03 02 01 07")));
   message.signerInfos.push_back(Obj(Hex("30 03 02 01 01")));
-  ToSignStruct64 in;
-  in.flags = ToSignStruct::kInFile;
-  in.data = const_cast<char*>(content.c_str());
+  ToSignStruct64 in = InFile(content.c_str());
   in.end = ToSignStruct64::kToEndOfFile;
   int error = -1;
   ASSERT_TRUE(message.AttachData64(in, &error));
@@ -199,9 +199,7 @@ TEST_P(LargeMessages, AttachingALargeContentFile) {
   EXPECT_TRUE(streamed.Good());
 }
 
-// The tool on the same messages: type and info read them, detach and rewrite
-// stream them to standard output (compared with the content's range and the
-// message itself as they pass).
+// detach and rewrite compared with the content's range and the message as they stream.
 TEST_P(LargeMessages, TheToolStreamsThem) {
   if (!kTool || !OnPosix() || !Shell("command -v bash cmp tail head"))
     GTEST_SKIP() << "needs the cmskit tool and a POSIX shell with bash, cmp, tail and head";
@@ -282,9 +280,7 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
   // Elsewhere (Windows, Wine) the plaintext goes to a file of its own: the
   // runtime cannot open the null device in the commit mode decryption uses.
   const std::string target = dir.Path(OnPosix() ? "plain.fifo" : "plain.bin");
-  ToSignStruct narrowOut;
-  narrowOut.flags = ToSignStruct::kInFile;
-  narrowOut.data = const_cast<char*>(NullDevice());
+  ToSignStruct narrowOut = InFile<ToSignStruct>(NullDevice());
   EXPECT_FALSE(cmskit::DecryptContent(decrypting.handle, content, narrowOut));
   EXPECT_EQ(GetLastError(), cmskit::kErrorFileTooLarge);
   uint64_t seen = 0, zeros = 0;
@@ -296,9 +292,7 @@ TEST(LargeEnveloped, DecryptsContentPast4GiB) {
     });
     ASSERT_TRUE(pipe->ok());
   }
-  ToSignStruct64 out;
-  out.flags = ToSignStruct::kInFile;
-  out.data = const_cast<char*>(target.c_str());
+  ToSignStruct64 out = InFile(target.c_str());
   EXPECT_TRUE(cmskit::DecryptContent64(decrypting.handle, content, out)) << GetLastError();
   if (pipe) {
     pipe->Join();
@@ -362,9 +356,7 @@ TEST(LargeSigning, ContentPast4GiB) {
   const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
   ASSERT_TRUE(bob.ok());
   const cmskit::SignerCredential signer = bob.key();
-  ToSignStruct64 range;
-  range.flags = ToSignStruct::kInFile;
-  range.data = const_cast<char*>(content.c_str());
+  ToSignStruct64 range = InFile(content.c_str());
   range.end = ToSignStruct64::kToEndOfFile;
   cmskit::SignOptions options;
   options.detached = true;

@@ -67,7 +67,7 @@ TEST_F(KeysTest, OpenSslAgreesBothWaysInOneCallAndStreamed) {
   }
 }
 
-TEST_F(KeysTest, FinalCallsCheckThePaddingNonFinalCallsKeepEveryBlock) {
+TEST_F(KeysTest, FinalCallsCheckThePadding) {
   const Bytes iv(16, 0);
   KeyHandle handle(MakeKey(CALG_AES_128, Pattern(16, 7), iv));
   // The last plaintext block as it is encrypted (no padding added) and the
@@ -92,8 +92,6 @@ TEST_F(KeysTest, FinalCallsCheckThePaddingNonFinalCallsKeepEveryBlock) {
     DWORD length = size;
     EXPECT_TRUE(FailsWith(CryptDecrypt(handle.handle, 0, size == 0, 0, data.data(), &length), NTE_BAD_DATA));
   }
-  // That a stream never ended by a final call keeps its padding block:
-  // DecryptContentTest.PiecesTowardsAFileAreOneNonFinalStream.
 }
 
 TEST_F(KeysTest, ParametersFollowTheSizeQueryProtocol) {
