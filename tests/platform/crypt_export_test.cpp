@@ -1,26 +1,23 @@
 // Key transport for recipients: RSA through CryptExportKey's SIMPLEBLOB, GOST
-// through the installed "CryptMsgDllExportEncryptKey" functions; each checked
-// by the openssl command and by importing the key back.
+// through the installed "CryptMsgDllExportEncryptKey" functions. Messages made
+// with both decrypt with openssl and the tool in the make suite.
 #include "crypt_key_ring.h"
 
 namespace cmskit::test {
 namespace {
 
-constexpr char kAes256Oid[] = "2.16.840.1.101.3.4.1.42";
-
 const KeyKind& Kind(const std::string& name) {
-  for (const KeyKind& kind : KeyKinds()) {
+  for (const KeyKind& kind : KeyKinds())
     if (name == kind.name) return kind;
-  }
   throw std::logic_error(name);
 }
 
-// Content encrypted with `key` decrypts with `imported`, from the same IV.
-void ExpectSameKey(HCRYPTKEY key, HCRYPTKEY imported, const Bytes& iv, bool gost) {
+// Content encrypted with GOST `key` decrypts with `imported`, from the same IV.
+void ExpectSameKey(HCRYPTKEY key, HCRYPTKEY imported, const Bytes& iv) {
   const DWORD mix = CRYPT_PROMIX_MODE;
   for (HCRYPTKEY handle : {key, imported}) {
     ASSERT_TRUE(CryptSetKeyParam(handle, KP_IV, iv.data(), 0));
-    ASSERT_TRUE(!gost || CryptSetKeyParam(handle, KP_MIXMODE, reinterpret_cast<const BYTE*>(&mix), 0));
+    ASSERT_TRUE(CryptSetKeyParam(handle, KP_MIXMODE, reinterpret_cast<const BYTE*>(&mix), 0));
   }
   const Bytes plain = Pattern(3000, 31);
   Bytes encrypted, decrypted;
@@ -29,11 +26,11 @@ void ExpectSameKey(HCRYPTKEY key, HCRYPTKEY imported, const Bytes& iv, bool gost
   EXPECT_EQ(plain, decrypted);
 }
 
-TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
+TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpenssl) {
   const KeyKind& rsa = Kind("rsa");
   if (!KeyRing::Get().Have(rsa)) GTEST_SKIP() << "the openssl command is not available";
   KeyRing& ring = KeyRing::Get();
-  ProviderHandle prov, owner;
+  ProviderHandle prov;
   ASSERT_TRUE(AcquireVerifyContext(PROV_RSA_AES, prov));
   KeyHandle recipient(ImportCertKey(prov.handle, ring.Path("rsa.cer"))), content;
   ASSERT_TRUE(CryptGenKey(prov.handle, CALG_AES_256, CRYPT_EXPORTABLE, &content.handle));
@@ -50,11 +47,6 @@ TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
   WriteBytes(ring.Path("wrapped"), encryptedKey);
   ASSERT_TRUE(ring.Openssl(rsa, "pkeyutl", "-decrypt -inkey rsa.key -in wrapped -out unwrapped"));
   EXPECT_EQ(PlainKeyBytes(content.handle), ReadBytes(ring.Path("unwrapped")));
-  ASSERT_TRUE(CryptAcquireContextA(&owner.handle, ring.Path("rsa.key").c_str(), nullptr, PROV_RSA_AES, 0));
-  KeyHandle imported;
-  ASSERT_EQ(0u,
-            ImportEnvelopeKey(owner.handle, Envelope{kAes256Oid, {}, encryptedKey, {}}, &imported.handle));
-  ExpectSameKey(content.handle, imported.handle, Pattern(16, 32), false);
   // Keys of other kinds transport nothing; RSA recipients have no export function.
   if (KeyRing::Get().Have(Kind("ec"))) {
     KeyHandle ec(ImportCertKey(prov.handle, ring.Path("ec.cer")));
@@ -66,7 +58,7 @@ TEST(CryptExportTest, RsaSimpleBlobsUnwrapWithOpensslAndImportBack) {
   EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), error);
 }
 
-TEST(CryptExportTest, GostTransportsUnwrapWithOpensslAndImportBack) {
+TEST(CryptExportTest, GostTransportsImportBack) {
   const Bytes iv = Pattern(8, 33);
   // Gost28147-89-Parameters: the IV and the CryptoPro A parameter set.
   const Bytes contentParams = Tlv(0x30, Cat({Tlv(0x04, iv), Hex("06072A85030202 1F01")}));
@@ -93,16 +85,12 @@ TEST(CryptExportTest, GostTransportsUnwrapWithOpensslAndImportBack) {
     ASSERT_TRUE(exportKey(prov.handle, content.handle, recipient, transport.data(), &length));
     ASSERT_EQ(transport.size(), length);
     EXPECT_EQ(0x30, transport[0]);  // a DER GostR3410-KeyTransport
-    WriteBytes(ring.Path("transport"), transport);
-    ASSERT_TRUE(ring.Openssl(kind, "pkeyutl",
-                             "-decrypt -inkey " + std::string(name) + ".key -in transport -out unwrapped"));
-    EXPECT_EQ(PlainKeyBytes(content.handle), ReadBytes(ring.Path("unwrapped")));
     ASSERT_TRUE(CryptAcquireContextA(&owner.handle, ring.Path(std::string(name) + ".key").c_str(), nullptr,
                                      kind.provType, 0));
     KeyHandle imported;
     ASSERT_EQ(0u, ImportEnvelopeKey(owner.handle, Envelope{kGost28147Oid, contentParams, transport, {}},
                                     &imported.handle));
-    ExpectSameKey(content.handle, imported.handle, iv, true);
+    ExpectSameKey(content.handle, imported.handle, iv);
     // Keys that cannot go: not exportable, not 32 bytes, to a key that is not GOST.
     KeyHandle secret, aes;
     ASSERT_TRUE(CryptGenKey(prov.handle, CALG_G28147, 0, &secret.handle));
