@@ -68,15 +68,13 @@ TEST_F(CliCommands, VerifyAndCheckedAttach) {
     std::string args;
     int status;
     std::string out, err;  // found in standard output, and in the one error line
-  } cases[] = {
-      {"verify attached.p7s", 0, "subject: CN=Tester, O=cmskit", ""},
-      {"verify detached.pem content.bin --cert Tester.crt", 0, "verdict: valid", ""},
-      {"verify detached.pem other.bin", 1, "verdict: content digest mismatch",
-       "signer 1: content digest mismatch"},
-      {"attach detached.pem other.bin -o refused.p7s", 1, "", "--force attaches it anyway"},
-      {"attach detached.pem other.bin -o forced.p7s --force", 0, "", ""},
-      {"verify forced.p7s --json", 1, "\"valid\": false", "does not verify"},
-  };
+  } cases[] = {{"verify attached.p7s", 0, "subject: CN=Tester, O=cmskit", ""},
+               {"verify detached.pem content.bin --cert Tester.crt", 0, "verdict: valid", ""},
+               {"verify detached.pem other.bin", 1, "verdict: content digest mismatch",
+                "signer 1: content digest mismatch"},
+               {"attach detached.pem other.bin -o refused.p7s", 1, "", "--force attaches it anyway"},
+               {"attach detached.pem other.bin -o forced.p7s --force", 0, "", ""},
+               {"verify forced.p7s --json", 1, "\"valid\": false", "does not verify"}};
   for (const auto& c : cases) {
     EXPECT_EQ(Tool(c.args), c.status) << c.args << ": " << Read("err.txt");
     EXPECT_NE(Read("out.txt").find(c.out), std::string::npos) << c.args << ": " << Read("out.txt");

@@ -127,12 +127,10 @@ TEST_F(DecryptGost, PublishedVectorsDecrypt) {
     const char *message, *key;
     DWORD provType;
     const char* plain;
-  } kVectors[] = {
-      {"rfc4490_9.3_enveloped_keytrans.der", "rfc4490_recipient_GostR3410-2001.p8.der", kProvGost2001,
-       "sample_text.txt"},
-      {"EnvelopedKTRI_256.der", "tk26_key_256.pem", kProvGost2012_256, "plain_ktri_256.txt"},
-      {"EnvelopedKTRI_512.der", "tk26_key_512.p8.der", kProvGost2012_512, "test_message.txt"},
-  };
+  } kVectors[] = {{"rfc4490_9.3_enveloped_keytrans.der", "rfc4490_recipient_GostR3410-2001.p8.der",
+                   kProvGost2001, "sample_text.txt"},
+                  {"EnvelopedKTRI_256.der", "tk26_key_256.pem", kProvGost2012_256, "plain_ktri_256.txt"},
+                  {"EnvelopedKTRI_512.der", "tk26_key_512.p8.der", kProvGost2012_512, "test_message.txt"}};
   for (const auto& v : kVectors) {
     SCOPED_TRACE(v.message);
     ExpectDecrypts(TestData(std::string("crypt/") + v.message), TestData(std::string("crypt/") + v.key),
@@ -148,8 +146,7 @@ TEST_F(DecryptGost, OpensslGostMessagesDecrypt) {
   } kRecipients[] = {
       {"gost2012_256", kProvGost2012_256, ""},
       {"gost2012_256", kProvGost2012_256, "CRYPT_PARAMS=id-Gost28147-89-CryptoPro-A-ParamSet "},
-      {"gost2001", kProvGost2001, ""},
-  };
+      {"gost2001", kProvGost2001, ""}};
   int index = 0;
   for (const auto& r : kRecipients) {
     SCOPED_TRACE(std::string(r.algorithm) + " " + r.environment);

@@ -81,8 +81,7 @@ TEST_F(EnvelopedOpenssl, DefiniteMessagesReadAndWriteBack) {
       {"cms -encrypt -aes128 @one", "2.16.840.1.101.3.4.1.2"},
       {"cms -encrypt -aes256 @one", "2.16.840.1.101.3.4.1.42"},
       {"cms -encrypt -des3 @one", "1.2.840.113549.3.7"},
-      {"cms -encrypt -aes128 @one @two", "2.16.840.1.101.3.4.1.2"},
-  };
+      {"cms -encrypt -aes128 @one @two", "2.16.840.1.101.3.4.1.2"}};
   for (const auto& [options, algorithm] : cases) {
     SCOPED_TRACE(options);
     const Bytes message = S().Make(Pattern(5000), options);

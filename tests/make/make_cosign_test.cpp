@@ -17,10 +17,7 @@ struct Original {
 };
 
 const Original kOriginals[] = {
-    {"cms -sign -nodetach", false},
-    {"cms -sign -nodetach -stream", false},
-    {"cms -sign", true},
-};
+    {"cms -sign -nodetach", false}, {"cms -sign -nodetach -stream", false}, {"cms -sign", true}};
 
 // The elements the reader keeps as received.
 std::vector<Bytes> KeptElements(const Bytes& message) {

@@ -165,14 +165,12 @@ TEST_F(MakeEncryptInterop, ToolEncryptsThroughPipesAndFailsCleanly) {
   const struct {
     std::string args;
     int status;
-  } kFailures[] = {
-      {"encrypt plain -r bad.pem -o kept.der", 1},
-      {"encrypt missing -r recipient-rsa.pem -o kept.der", 1},
-      {"encrypt plain -r recipient-rsa.pem -o /dev/full", 1},
-      {"encrypt plain -r recipient-rsa.pem --cipher rc4 -o kept.der", 2},
-      {"encrypt plain -o kept.der", 2},
-      {"encrypt plain -r recipient-ec.pem -o kept.der", 1},
-  };
+  } kFailures[] = {{"encrypt plain -r bad.pem -o kept.der", 1},
+                   {"encrypt missing -r recipient-rsa.pem -o kept.der", 1},
+                   {"encrypt plain -r recipient-rsa.pem -o /dev/full", 1},
+                   {"encrypt plain -r recipient-rsa.pem --cipher rc4 -o kept.der", 2},
+                   {"encrypt plain -o kept.der", 2},
+                   {"encrypt plain -r recipient-ec.pem -o kept.der", 1}};
   for (const auto& failure : kFailures) {
     SCOPED_TRACE(failure.args);
     EXPECT_EQ(failure.status, Tool(failure.args));
@@ -224,8 +222,7 @@ TEST_F(MakeEncryptCommitted, FixedKeyAndIvGiveTheExactMessage) {
        "f47bfea34a020f309f8e42bd7fd56b9af8cc04150b36f9b5"},
       // CryptoPro A parameters (the engine's gost89 with CRYPT_PARAMS naming them).
       {ContentCipher::kGost28147, 32, "f0e0d0c0b0a09080", "06 06 2A8503020215 30{04 08",
-       "cda86395b63c861fb1d748780d7cd4f9512669383f"},
-  };
+       "cda86395b63c861fb1d748780d7cd4f9512669383f"}};
   WriteBytes(dir_.Path("plain"), Text("cmskit makes messages"));
   const Certificate recipient = LoadCertificate(TestData("decrypt/recipient.cer"));
   ASSERT_TRUE(recipient);

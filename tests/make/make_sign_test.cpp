@@ -19,11 +19,9 @@ struct FixedForm {
   bool fromFile;
 };
 
-const FixedForm kFixedForms[] = {
-    {"make/bob_attached.der", false, true, true},
-    {"make/bob_detached.der", true, true, false},
-    {"make/bob_noattrs.der", false, false, true},
-};
+const FixedForm kFixedForms[] = {{"make/bob_attached.der", false, true, true},
+                                 {"make/bob_detached.der", true, true, false},
+                                 {"make/bob_noattrs.der", false, false, true}};
 
 FILETIME FixedTime() {
   SYSTEMTIME calendar{};
@@ -143,12 +141,10 @@ TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
     size_t count;
     const cmskit::ToSignStruct64* content;
     int code;
-  } rows[] = {
-      {&good, 0, &range, ERROR_INVALID_PARAMETER},
-      {&md5, 1, &range, static_cast<int>(NTE_BAD_ALGID)},
-      {&noProvider, 1, &range, ERROR_INVALID_PARAMETER},
-      {&good, 1, &missing, ERROR_FILE_NOT_FOUND},
-  };
+  } rows[] = {{&good, 0, &range, ERROR_INVALID_PARAMETER},
+              {&md5, 1, &range, static_cast<int>(NTE_BAD_ALGID)},
+              {&noProvider, 1, &range, ERROR_INVALID_PARAMETER},
+              {&good, 1, &missing, ERROR_FILE_NOT_FOUND}};
   TempDir dir;
   for (const auto& row : rows) {
     int error = 0;
@@ -163,19 +159,17 @@ struct ToolForm {
   const char* options;
 };
 
-const ToolForm kToolForms[] = {
-    {"rsa", ""},
-    {"rsa", "--detached"},
-    {"rsa ec", ""},
-    {"ec rsa", "--detached"},
-    {"rsa", "--no-attrs"},
-    {"ec", "--no-attrs"},
-    {"ec", "--digest sha384"},
-    {"rsa", "--digest sha512"},
-    {"g256", ""},
-    {"g512", "--detached"},
-    {"g256 rsa", "--no-attrs"},
-};
+const ToolForm kToolForms[] = {{"rsa", ""},
+                               {"rsa", "--detached"},
+                               {"rsa ec", ""},
+                               {"ec rsa", "--detached"},
+                               {"rsa", "--no-attrs"},
+                               {"ec", "--no-attrs"},
+                               {"ec", "--digest sha384"},
+                               {"rsa", "--digest sha512"},
+                               {"g256", ""},
+                               {"g512", "--detached"},
+                               {"g256 rsa", "--no-attrs"}};
 
 TEST_F(MakeSignTool, EveryFormVerifiesWithOpenssl) {
   const Bytes content = Pattern(300000, 7);
@@ -210,16 +204,14 @@ TEST_F(MakeSignTool, FailuresLeaveTheOutputAlone) {
   const struct {
     const char* args;
     int status;
-  } rows[] = {
-      {"sign content.bin -c rsa.crt -k ec.key -o kept.der", 1},
-      {"sign content.bin -c ec.crt -k ec.key --digest gost94 -o kept.der", 1},
-      {"sign missing.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-      {"sign --add content.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-      {"sign content.bin -c rsa.crt -o kept.der", 2},
-      {"sign content.bin -c rsa.crt -k rsa.key --digest md4 -o kept.der", 2},
-      {"sign --add detached.der -c rsa.crt -k rsa.key -o kept.der", 2},
-      {"sign -c rsa.crt -k rsa.key -o kept.der", 2},
-  };
+  } rows[] = {{"sign content.bin -c rsa.crt -k ec.key -o kept.der", 1},
+              {"sign content.bin -c ec.crt -k ec.key --digest gost94 -o kept.der", 1},
+              {"sign missing.bin -c rsa.crt -k rsa.key -o kept.der", 1},
+              {"sign --add content.bin -c rsa.crt -k rsa.key -o kept.der", 1},
+              {"sign content.bin -c rsa.crt -o kept.der", 2},
+              {"sign content.bin -c rsa.crt -k rsa.key --digest md4 -o kept.der", 2},
+              {"sign --add detached.der -c rsa.crt -k rsa.key -o kept.der", 2},
+              {"sign -c rsa.crt -k rsa.key -o kept.der", 2}};
   for (const auto& row : rows) {
     WriteBytes(P("kept.der"), Text("kept"));
     EXPECT_EQ(Tool(row.args), row.status) << row.args;

@@ -20,12 +20,10 @@ struct KeyKind {
   bool gost;
 };
 
-inline const KeyKind kKeyKinds[] = {
-    {"rsa", "-newkey rsa:2048", false},
-    {"ec", "-newkey ec -pkeyopt ec_paramgen_curve:P-256", false},
-    {"g256", "-engine gost -newkey gost2012_256 -pkeyopt paramset:A", true},
-    {"g512", "-engine gost -newkey gost2012_512 -pkeyopt paramset:A", true},
-};
+inline const KeyKind kKeyKinds[] = {{"rsa", "-newkey rsa:2048", false},
+                                    {"ec", "-newkey ec -pkeyopt ec_paramgen_curve:P-256", false},
+                                    {"g256", "-engine gost -newkey gost2012_256 -pkeyopt paramset:A", true},
+                                    {"g512", "-engine gost -newkey gost2012_512 -pkeyopt paramset:A", true}};
 
 class MakeSignTool : public CliTest {
  protected:

@@ -104,13 +104,11 @@ struct Signer {
   bool gost;
 };
 
-const Signer kSigners[] = {
-    {"rsa", "rsa:2048", false},
-    {"ec", "ec -pkeyopt ec_paramgen_curve:P-256", false},
-    {"ec384", "ec -pkeyopt ec_paramgen_curve:P-384", false},
-    {"g256", "gost2012_256 -pkeyopt paramset:A", true},
-    {"g512", "gost2012_512 -pkeyopt paramset:A", true},
-};
+const Signer kSigners[] = {{"rsa", "rsa:2048", false},
+                           {"ec", "ec -pkeyopt ec_paramgen_curve:P-256", false},
+                           {"ec384", "ec -pkeyopt ec_paramgen_curve:P-384", false},
+                           {"g256", "gost2012_256 -pkeyopt paramset:A", true},
+                           {"g512", "gost2012_512 -pkeyopt paramset:A", true}};
 
 struct Case {
   const char* name;
@@ -135,8 +133,7 @@ const Case kCases[] = {
     {"ecdsa", "-nodetach +ec", true, true, false},
     {"gost 2012-256", "-nodetach -engine gost +g256", true, true, true},
     {"gost 2012-512", "-nodetach -engine gost +g512", true, true, true},
-    {"gost 2012-512 no attributes", "-nodetach -noattr -engine gost +g512", true, false, true},
-};
+    {"gost 2012-512 no attributes", "-nodetach -noattr -engine gost +g512", true, false, true}};
 
 // One octet of the signingTime value: the signature no longer holds, while
 // every digest still matches.
