@@ -130,27 +130,6 @@ TEST_F(EnvelopedOpenssl, StreamedMessageWithIndefiniteLengths) {
   EXPECT_EQ(Of(again.encryptedContentInfo.encryptedContent), pieces);
 }
 
-// Another recipient dropped before writing: openssl still decrypts for the first.
-TEST_F(EnvelopedOpenssl, ChangedMessageDecryptsWithOpenssl) {
-  S().Make(Pattern(5000), "cms -encrypt -aes128 @one @two");
-  EnvelopedData data;
-  {
-    cmskit::CTOOFile file(S().Path("message.der").c_str(), "rb");
-    ASSERT_NE(data.ReadObject(file), 0u);
-  }
-  const Bytes issuer = IdentityOf(S().Path("one.cer")).first;
-  data.recipientInfos.remove_if([&](const TransRecipientInfo& r) { return Of(r.issuer) != issuer; });
-  ASSERT_EQ(data.recipientInfos.size(), 1u);
-  {
-    cmskit::CTOOFile file(S().Path("written.der").c_str(), "wb");
-    ASSERT_NE(data.WriteObject(file), 0u);
-  }
-  const std::string decrypted = S().Path("decrypted.txt");
-  ASSERT_TRUE(Shell("openssl cms -decrypt -binary -inform DER -in " + S().Path("written.der") + " -inkey " +
-                    S().Path("one.key") + " -recip " + S().Path("one.crt") + " -out " + decrypted));
-  EXPECT_EQ(ReadBytes(decrypted), Pattern(5000));
-}
-
 // openssl writes the key identifier with the implicit [0]; this library
 // reads an explicit [0] around an OCTET STRING. Whatever comes of it, the
 // readers stay inside the message and agree.

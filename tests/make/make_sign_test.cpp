@@ -3,6 +3,7 @@
 // the openssl command and gives back the content.
 #include <gtest/gtest.h>
 
+#include "common/table.h"
 #include "common/test_util.h"
 #include "make/library_verdicts.h"
 #include "make/make_tool_fixture.h"
@@ -24,13 +25,7 @@ const FixedForm kFixedForms[] = {{"make/bob_attached.der", false, true, true},
                                  {"make/bob_noattrs.der", false, false, true}};
 
 FILETIME FixedTime() {
-  SYSTEMTIME calendar{};
-  calendar.wYear = 2026;
-  calendar.wMonth = 1;
-  calendar.wDay = 2;
-  calendar.wHour = 3;
-  calendar.wMinute = 4;
-  calendar.wSecond = 5;
+  const SYSTEMTIME calendar{2026, 1, 0, 2, 3, 4, 5, 0};
   FILETIME time{};
   SystemTimeToFileTime(&calendar, &time);
   return time;
@@ -153,40 +148,22 @@ TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
   }
 }
 
-// Signers by key name, and the options of the tool's sign command.
-struct ToolForm {
-  const char* signers;
-  const char* options;
-};
-
-const ToolForm kToolForms[] = {{"rsa", ""},
-                               {"rsa", "--detached"},
-                               {"rsa ec", ""},
-                               {"ec rsa", "--detached"},
-                               {"rsa", "--no-attrs"},
-                               {"ec", "--no-attrs"},
-                               {"ec", "--digest sha384"},
-                               {"rsa", "--digest sha512"},
-                               {"g256", ""},
-                               {"g512", "--detached"},
-                               {"g256 rsa", "--no-attrs"}};
-
 TEST_F(MakeSignTool, EveryFormVerifiesWithOpenssl) {
   const Bytes content = Pattern(300000, 7);
   WriteBytes(P("content.bin"), content);
-  for (const ToolForm& form : kToolForms) {
-    SCOPED_TRACE(std::string(form.signers) + " " + form.options);
+  const Table table("make/tool.txt");
+  for (const Row& form : table.Rows("sign")) {
+    SCOPED_TRACE(form.where);
     std::string signers;
-    if (!Signers(form.signers, signers)) continue;  // no gost engine here
+    if (!Signers(form[0], signers)) continue;  // no gost engine here
     std::remove(P("signed.der").c_str());
-    ASSERT_EQ(Tool("sign content.bin" + signers + " " + form.options + " -o signed.der"), 0)
-        << Read("err.txt");
-    const bool detached = std::string(form.options) == "--detached";
+    ASSERT_EQ(Tool("sign content.bin" + signers + " " + form[1] + " -o signed.der"), 0) << Read("err.txt");
+    const bool detached = form[1] == "--detached";
     ASSERT_TRUE(OpensslVerifies("signed.der", detached ? "content.bin" : ""));
     EXPECT_EQ(ReadBytes(P("out.bin")), content);
     const std::vector<cmskit::SignerVerdict> verdicts =
         LibraryVerdicts(P("signed.der"), detached ? P("content.bin") : "");
-    const std::string names = form.signers;
+    const std::string& names = form[0];
     const size_t count = static_cast<size_t>(std::count(names.begin(), names.end(), ' ')) + 1;
     EXPECT_EQ(verdicts, std::vector<cmskit::SignerVerdict>(count, cmskit::SignerVerdict::kValid));
     EXPECT_EQ(Tool(std::string("verify signed.der") + (detached ? " content.bin" : "")), 0)
@@ -201,23 +178,7 @@ TEST_F(MakeSignTool, FailuresLeaveTheOutputAlone) {
   ASSERT_TRUE(MakeKey(kKeyKinds[0]) && MakeKey(kKeyKinds[1]));
   WriteBytes(P("content.bin"), Text("content"));
   ASSERT_EQ(Tool("sign content.bin" + Signer("rsa") + " --detached -o detached.der"), 0);
-  const struct {
-    const char* args;
-    int status;
-  } rows[] = {{"sign content.bin -c rsa.crt -k ec.key -o kept.der", 1},
-              {"sign content.bin -c ec.crt -k ec.key --digest gost94 -o kept.der", 1},
-              {"sign missing.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-              {"sign --add content.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-              {"sign content.bin -c rsa.crt -o kept.der", 2},
-              {"sign content.bin -c rsa.crt -k rsa.key --digest md4 -o kept.der", 2},
-              {"sign --add detached.der -c rsa.crt -k rsa.key -o kept.der", 2},
-              {"sign -c rsa.crt -k rsa.key -o kept.der", 2}};
-  for (const auto& row : rows) {
-    WriteBytes(P("kept.der"), Text("kept"));
-    EXPECT_EQ(Tool(row.args), row.status) << row.args;
-    EXPECT_EQ(Lines(Read("err.txt")), 1u) << row.args;
-    EXPECT_EQ(ReadBytes(P("kept.der")), Text("kept")) << row.args;
-  }
+  ExpectFailuresKeepTheOutput("sign failures");
 }
 
 }  // namespace
