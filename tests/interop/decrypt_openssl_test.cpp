@@ -46,21 +46,6 @@ TEST_F(DecryptOpenssl, RsaMessagesDecryptOnEveryPath) {
   }
 }
 
-TEST_F(DecryptOpenssl, StreamedCbcMessages) {
-  for (size_t size : {1, 10000}) {
-    SCOPED_TRACE(size);
-    const Bytes plain = Pattern(size, 5);
-    S().Make(plain, "cms -encrypt -aes128 -stream @recipient");
-    // Pieces towards a file are never final.
-    const Decryption toFile = Decrypt(false, true);
-    EXPECT_TRUE(toFile.ok);
-    EXPECT_EQ(WithPadding(plain, 16), toFile.plain);
-    // Towards memory each piece is final: one piece decrypts, several do not.
-    const Decryption toMemory = Decrypt(false, false);
-    EXPECT_EQ(toMemory.ok && toMemory.plain == plain, size == 1);
-  }
-}
-
 constexpr DWORD kProvGost2001 = 75, kProvGost2012_256 = 80, kProvGost2012_512 = 81;
 
 class DecryptGost : public DecryptOpenssl {

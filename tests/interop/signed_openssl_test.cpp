@@ -134,28 +134,5 @@ TEST_F(SignedOpenssl, StreamedBer) {
   }
 }
 
-// Inside a larger file the content range counts the offset; the step past
-// the content does not, so a file holding the message twice reads the later
-// copy with the fields of the first: the same bytes.
-TEST_F(SignedOpenssl, AtAnOffset) {
-  const Bytes content = Pattern(6000, 14);
-  const Bytes der = S().Make(content, "cms -sign +a -nodetach");
-  const std::string padded = Path("padded.der"), twice = Path("twice.der"), written = Path("twice.out");
-  WriteBytes(padded, Cat({Pattern(1234, 15), der}));
-  SignData junk;
-  ReadFromFile(junk, padded, 1234);
-  EXPECT_EQ(junk.GetDataInfo().begin, 1234 + Find(der, content));
-  const std::string detached = Path("offset.content");
-  ToSignStruct target = FileTarget(detached);
-  EXPECT_TRUE(junk.DetachData(target, nullptr));
-  EXPECT_EQ(ReadBytes(detached), content);
-
-  WriteBytes(twice, Cat({der, der}));
-  SignData second;
-  EXPECT_EQ(ReadFromFile(second, twice, static_cast<DWORD>(der.size())), der.size());
-  EXPECT_EQ(WriteToFile(second, written), WithNullDigestParameters(der).size());
-  EXPECT_TRUE(Verifies(written, content));
-}
-
 }  // namespace
 }  // namespace cmskit_testing

@@ -15,25 +15,19 @@ namespace {
 using cmskit::ContentCipher;
 using cmskit::EncryptOptions;
 
-struct CertificateRelease {
-  void operator()(const CERT_CONTEXT* context) const { CertFreeCertificateContext(context); }
-};
-using Certificate = std::unique_ptr<const CERT_CONTEXT, CertificateRelease>;
-
-Certificate LoadCertificate(const std::string& derPath) {
-  const Bytes der = ReadBytes(derPath);
-  return Certificate(CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der.data(),
-                                                  static_cast<DWORD>(der.size())));
+// A certificate context of the DER file, with no key of its own.
+std::unique_ptr<RecipientCertificate> LoadCertificate(const std::string& derPath) {
+  return std::make_unique<RecipientCertificate>(ReadBytes(derPath), "", 0, 0);
 }
 
 // EncryptMessage64 from file to file; the returned pError.
 int Encrypt(const std::vector<std::string>& derCertificates, const EncryptOptions& options,
             const std::string& content, const std::string& message) {
-  std::vector<Certificate> owned;
+  std::vector<std::unique_ptr<RecipientCertificate>> owned;
   std::vector<const CERT_CONTEXT*> recipients;
   for (const std::string& path : derCertificates) {
     owned.push_back(LoadCertificate(path));
-    recipients.push_back(owned.back().get());
+    recipients.push_back(owned.back()->Get());
   }
   CTOOFile in(content.c_str(), "rb"), out(message.c_str(), "wb");
   int error = -1;
@@ -209,9 +203,9 @@ TEST_F(MakeEncryptCommitted, FixedKeyAndIvGiveTheExactMessage) {
       {ContentCipher::kGost28147, 32, "f0e0d0c0b0a09080", "06 06 2A8503020215 30{04 08",
        "cda86395b63c861fb1d748780d7cd4f9512669383f"}};
   WriteBytes(dir_.Path("plain"), Text("cmskit makes messages"));
-  const Certificate recipient = LoadCertificate(TestData("decrypt/recipient.cer"));
-  ASSERT_TRUE(recipient);
-  const CERT_NAME_BLOB& issuer = recipient->pCertInfo->Issuer;
+  const auto recipient = LoadCertificate(TestData("decrypt/recipient.cer"));
+  ASSERT_TRUE(recipient->Get());
+  const CERT_NAME_BLOB& issuer = recipient->Get()->pCertInfo->Issuer;
   for (const auto& form : kForms) {
     SCOPED_TRACE(form.algorithm);
     const Bytes allKey = Hex(kKey);
@@ -256,8 +250,8 @@ TEST_F(MakeEncryptCommitted, RefusesWhatCannotMakeAMessage) {
   EXPECT_EQ(160, Encrypt({cer}, Options(ContentCipher::kAes128, "", "0001"), plain, out));
   EXPECT_EQ(160, Encrypt({cer}, Options(ContentCipher::kAes128), dir_.Path("missing"), out));
   int error = 0;
-  const Certificate recipient = LoadCertificate(cer);
-  const CERT_CONTEXT* recipients[] = {recipient.get(), nullptr};
+  const auto recipient = LoadCertificate(cer);
+  const CERT_CONTEXT* recipients[] = {recipient->Get(), nullptr};
   CTOOFile in(plain.c_str(), "rb"), message(out.c_str(), "wb");
   EXPECT_EQ(0u, cmskit::EncryptMessage64(in, recipients, 2, EncryptOptions(), message, &error));
   EXPECT_EQ(160, error);
