@@ -7,7 +7,6 @@
 // line naming the file. The rows are in cli/faults.txt.
 #include <filesystem>
 #include <map>
-
 #include <sstream>
 
 #include "cli/cli_fixture.h"

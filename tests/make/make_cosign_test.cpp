@@ -8,7 +8,6 @@
 #include "make/make_tool_fixture.h"
 
 namespace cmskit_testing {
-
 namespace {
 
 struct Original {
@@ -70,5 +69,4 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
 }
 
 }  // namespace
-
 }  // namespace cmskit_testing

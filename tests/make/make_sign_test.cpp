@@ -10,7 +10,6 @@
 #include "make/test_signer.h"
 
 namespace cmskit_testing {
-
 namespace {
 
 struct FixedForm {
@@ -40,38 +39,43 @@ Bytes SignWith(const cmskit::SignerCredential* signers, size_t count, const cmsk
   return ReadBytes(path);
 }
 
-class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {};
+// Bob signs at the fixed time.
+class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(bob_.ok());
+    options_.signingTime = &time_;
+  }
+  const TestSigner bob_{TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der")};
+  const cmskit::SignerCredential key_ = bob_.key();
+  const FILETIME time_ = FixedTime();
+  cmskit::SignOptions options_;
+  std::string contentPath_ = TestData("crypt/ExContent.bin");
+  TempDir dir_;
+};
 
 TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   const FixedForm& form = GetParam();
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  std::string contentPath = TestData("crypt/ExContent.bin");
-  const Bytes content = ReadBytes(contentPath);
+  const Bytes content = ReadBytes(contentPath_);
   cmskit::ToSignStruct64 range;
   range.flags = form.fromFile ? cmskit::ToSignStruct::kInFile : 0;
-  range.data = form.fromFile ? static_cast<void*>(&contentPath[0]) : const_cast<BYTE*>(content.data());
+  range.data = form.fromFile ? static_cast<void*>(&contentPath_[0]) : const_cast<BYTE*>(content.data());
   range.end = content.size();
-  const FILETIME time = FixedTime();
-  cmskit::SignOptions options;
-  options.detached = form.detached;
-  options.signedAttributes = form.attributes;
-  options.signingTime = &time;
-  const cmskit::SignerCredential key = bob.key();
-  TempDir dir;
+  options_.detached = form.detached;
+  options_.signedAttributes = form.attributes;
   int error = -1;
-  const Bytes made = SignWith(&key, 1, range, options, dir.Path("made.der"), error);
+  const Bytes made = SignWith(&key_, 1, range, options_, dir_.Path("made.der"), error);
   EXPECT_EQ(error, 0);
   EXPECT_EQ(made, ReadBytes(TestData(form.expected)));
   const std::vector<cmskit::SignerVerdict> valid{cmskit::SignerVerdict::kValid};
-  EXPECT_EQ(LibraryVerdicts(dir.Path("made.der"), form.detached ? contentPath : ""), valid);
+  EXPECT_EQ(LibraryVerdicts(dir_.Path("made.der"), form.detached ? contentPath_ : ""), valid);
   if (!Openssl::Get().ok()) return;
   // The expected message itself is one the openssl command accepts (Carl's
   // certificate, Bob's issuer, is not at hand: the chain is not checked).
-  const std::string detached = form.detached ? " -content " + contentPath : "";
+  const std::string detached = form.detached ? " -content " + contentPath_ : "";
   EXPECT_TRUE(Shell("openssl cms -verify -noverify -binary -inform DER -in " + TestData(form.expected) +
-                    detached + " -out " + dir.Path("out.bin")));
-  EXPECT_EQ(ReadBytes(dir.Path("out.bin")), content);
+                    detached + " -out " + dir_.Path("out.bin")));
+  EXPECT_EQ(ReadBytes(dir_.Path("out.bin")), content);
 }
 
 // Bob signs his own messages again: the second signer info follows the
@@ -79,29 +83,21 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
 TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
   const FixedForm& form = GetParam();
   if (!form.attributes) return;
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  std::string contentPath = TestData("crypt/ExContent.bin");
   cmskit::ToSignStruct64 content;
   content.flags = cmskit::ToSignStruct::kInFile;
-  content.data = &contentPath[0];
+  content.data = &contentPath_[0];
   content.end = cmskit::ToSignStruct64::kToEndOfFile;
   cmskit::CTOOFile original(TestData(form.expected).c_str(), "rb");
   cmskit::SignData message;
   int error = 0;
   ASSERT_NE(message.ReadObject64(original, 0, &error), 0u);
   const cmskit::IdentObj first = message.signerInfos.front();
-  const FILETIME time = FixedTime();
-  cmskit::SignOptions options;
-  options.signingTime = &time;
-  const cmskit::SignerCredential key = bob.key();
-  TempDir dir;
   {
-    cmskit::CTOOFile file(dir.Path("cosigned.der").c_str(), "wb");
-    cmskit::CoSignMessage64(message, form.detached ? &content : nullptr, &key, 1, options, file, &error);
+    cmskit::CTOOFile file(dir_.Path("cosigned.der").c_str(), "wb");
+    cmskit::CoSignMessage64(message, form.detached ? &content : nullptr, &key_, 1, options_, file, &error);
   }
   ASSERT_EQ(error, 0);
-  cmskit::CTOOFile written(dir.Path("cosigned.der").c_str(), "rb");
+  cmskit::CTOOFile written(dir_.Path("cosigned.der").c_str(), "rb");
   cmskit::SignData cosigned;
   ASSERT_NE(cosigned.ReadObject64(written, 0, &error), 0u);
   ASSERT_EQ(cosigned.signerInfos.size(), 2u);
@@ -109,7 +105,7 @@ TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
   EXPECT_EQ(cosigned.certificates.size(), 1u);
   EXPECT_EQ(cosigned.digestAlgorithms.size(), 1u);
   const std::vector<cmskit::SignerVerdict> valid(2, cmskit::SignerVerdict::kValid);
-  EXPECT_EQ(LibraryVerdicts(dir.Path("cosigned.der"), form.detached ? contentPath : ""), valid);
+  EXPECT_EQ(LibraryVerdicts(dir_.Path("cosigned.der"), form.detached ? contentPath_ : ""), valid);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms));
@@ -182,5 +178,4 @@ TEST_F(MakeSignTool, FailuresLeaveTheOutputAlone) {
 }
 
 }  // namespace
-
 }  // namespace cmskit_testing
