@@ -40,7 +40,7 @@ Bytes SignWith(const cmskit::SignerCredential* signers, size_t count, const cmsk
 }
 
 // Bob signs at the fixed time.
-class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {
+class BobSigns : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(bob_.ok());
@@ -53,6 +53,7 @@ class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {
   std::string contentPath_ = TestData("crypt/ExContent.bin");
   TempDir dir_;
 };
+class MakeSignFixed : public BobSigns, public ::testing::WithParamInterface<FixedForm> {};
 
 TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   const FixedForm& form = GetParam();
@@ -110,20 +111,19 @@ TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms));
 
-TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  cmskit::SignerCredential md5 = bob.key();
+using MakeSignErrors = BobSigns;
+
+TEST_F(MakeSignErrors, RefusesWhatCannotBeSigned) {
+  cmskit::SignerCredential md5 = key_;
   md5.digestOid = "1.2.840.113549.2.5";
-  cmskit::SignerCredential noProvider = bob.key();
+  cmskit::SignerCredential noProvider = key_;
   noProvider.provider = 0;
-  const cmskit::SignerCredential good = bob.key();
   const Bytes content = Text("content");
   cmskit::ToSignStruct64 range;
   range.data = const_cast<BYTE*>(content.data());
   range.end = content.size();
   cmskit::ToSignStruct64 missing;
-  std::string nowhere = TempDir().Path("missing.bin");
+  std::string nowhere = dir_.Path("missing.bin");
   missing.flags = cmskit::ToSignStruct::kInFile;
   missing.data = &nowhere[0];
   missing.end = cmskit::ToSignStruct64::kToEndOfFile;
@@ -132,14 +132,13 @@ TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
     size_t count;
     const cmskit::ToSignStruct64* content;
     int code;
-  } rows[] = {{&good, 0, &range, ERROR_INVALID_PARAMETER},
+  } rows[] = {{&key_, 0, &range, ERROR_INVALID_PARAMETER},
               {&md5, 1, &range, static_cast<int>(NTE_BAD_ALGID)},
               {&noProvider, 1, &range, ERROR_INVALID_PARAMETER},
-              {&good, 1, &missing, ERROR_FILE_NOT_FOUND}};
-  TempDir dir;
+              {&key_, 1, &missing, ERROR_FILE_NOT_FOUND}};
   for (const auto& row : rows) {
     int error = 0;
-    SignWith(row.signer, row.count, *row.content, cmskit::SignOptions(), dir.Path("out.der"), error);
+    SignWith(row.signer, row.count, *row.content, cmskit::SignOptions(), dir_.Path("out.der"), error);
     EXPECT_EQ(error, row.code) << row.count;
   }
 }
