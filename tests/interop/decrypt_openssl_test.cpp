@@ -53,8 +53,7 @@ class DecryptGost : public DecryptOpenssl {
   void SetUp() override {
     if (!S().ok() || !Shell("openssl engine -t gost")) GTEST_SKIP() << "the gost engine cannot be loaded";
     ProviderHandle probe;
-    if (!CryptAcquireContextA(&probe.handle, nullptr, nullptr, kProvGost2012_256, CRYPT_VERIFYCONTEXT))
-      GTEST_SKIP() << "no GOST provider";
+    if (!AcquireVerifyContext(kProvGost2012_256, probe)) GTEST_SKIP() << "no GOST provider";
   }
 
   // An unsigned certificate of `keyFile` naming the message's first recipient.

@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "common/crypt.h"
 #include "common/sign_data_util.h"
 #include "common/table.h"
 #include "common/test_util.h"
@@ -64,11 +65,8 @@ SignData FromFile(const std::string& path) {
 
 // The Windows providers have no GOST; the Linux one has it with the engine.
 bool GostProvider() {
-  HCRYPTPROV provider = 0;
-  if (!CryptAcquireContextA(&provider, nullptr, nullptr, PROV_GOST_2012_256, CRYPT_VERIFYCONTEXT))
-    return false;
-  CryptReleaseContext(provider, 0);
-  return true;
+  ProviderHandle provider;
+  return AcquireVerifyContext(PROV_GOST_2012_256, provider);
 }
 
 TEST(VerifySamples, PublishedMessages) {
