@@ -7,7 +7,6 @@
 // line naming the file. The rows are in cli/faults.txt.
 #include <filesystem>
 #include <map>
-
 #include <sstream>
 
 #include "cli/cli_fixture.h"
@@ -25,10 +24,8 @@ Folder Snapshot(const std::string& dir) {
   Folder out;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(dir)) {
     const std::string name = fs::relative(entry.path(), dir).string();
-    if (entry.is_directory())
-      out[name + "/"] = Bytes();
-    else
-      out[name] = ReadBytes(entry.path().string());
+    out[entry.is_directory() ? name + "/" : name] =
+        entry.is_directory() ? Bytes() : ReadBytes(entry.path().string());
   }
   return out;
 }

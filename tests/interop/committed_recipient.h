@@ -21,11 +21,9 @@ struct ContentAlgorithm {
   ALG_ID algId;
 };
 
-constexpr ContentAlgorithm kAlgorithms[] = {
-    {"2.16.840.1.101.3.4.1.2", CALG_AES_128},
-    {"2.16.840.1.101.3.4.1.42", CALG_AES_256},
-    {"1.2.840.113549.3.7", CALG_3DES},
-};
+constexpr ContentAlgorithm kAlgorithms[] = {{"2.16.840.1.101.3.4.1.2", CALG_AES_128},
+                                            {"2.16.840.1.101.3.4.1.42", CALG_AES_256},
+                                            {"1.2.840.113549.3.7", CALG_3DES}};
 
 // The RSA key the installed function unwraps with.
 inline HCRYPTKEY& UnwrapKey() {

@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
-
 #include "common/crypt.h"
 #include "common/test_util.h"
 

@@ -20,8 +20,7 @@ const struct {
     {"attached_stream", "-sign -signer x.crt -inkey x.key -nodetach -stream", CmsFileSignedAttached},
     {"detached", "-sign -signer x.crt -inkey x.key", CmsFileSignedDetached},
     // Streaming, `openssl cms -sign` embeds the content even without -nodetach.
-    {"default_stream", "-sign -signer x.crt -inkey x.key -stream", CmsFileSignedAttached},
-};
+    {"default_stream", "-sign -signer x.crt -inkey x.key -stream", CmsFileSignedAttached}};
 
 // The text forms of each message with the DER file each encodes: a PEM run
 // signs or encrypts afresh, so its bytes come from the PEM body by coreutils.

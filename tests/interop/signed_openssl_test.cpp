@@ -30,14 +30,6 @@ class SignedOpenssl : public ::testing::Test {
   }
 };
 
-SignData Parse(const Bytes& bytes) {
-  SignData message;
-  int error = -1;
-  EXPECT_TRUE(ReadMemory(message, bytes, &error));
-  EXPECT_EQ(error, 0);
-  return message;
-}
-
 // Fields, attributes in received order and a signing time within the hour.
 void ExpectSignerInfos(const SignData& message, DWORD version, const std::vector<std::string>& oids) {
   const uint64_t now = 116444736000000000ULL + static_cast<uint64_t>(std::time(nullptr)) * 10000000ULL;
@@ -92,32 +84,6 @@ TEST_F(SignedOpenssl, ReadWrittenBackAndDetached) {
   }
 }
 
-// A detached signature with its content attached from memory, from a file,
-// and to a message built of its parts: openssl verifies all three.
-TEST_F(SignedOpenssl, AttachingContent) {
-  const Bytes content = Pattern(4097, 12);
-  SignData memory = Parse(S().Make(content, "cms -sign +a"));
-  ASSERT_TRUE(memory.AttachData(MemoryContent(content), nullptr));
-  const std::string fromMemory = Path("attached1.der"), fromFile = Path("attached2.der"),
-                    contentPath = Path("message.content");
-  WriteBytes(fromMemory, Of(memory.WriteObject(nullptr)));
-  EXPECT_TRUE(Verifies(fromMemory, content));
-
-  SignData file;
-  ASSERT_NE(ReadFromFile(file, Path("message.der")), 0u);
-  ASSERT_TRUE(file.AttachData(FileContent(contentPath, 0, ToSignStruct::kToEndOfFile), nullptr));
-  EXPECT_NE(WriteToFile(file, fromFile), 0u);
-  EXPECT_EQ(ReadBytes(fromFile), ReadBytes(fromMemory));
-
-  SignData built;
-  built.digestAlgorithms = memory.digestAlgorithms;
-  built.certificates = memory.certificates;
-  built.signerInfos = memory.signerInfos;
-  ASSERT_TRUE(built.AttachData(MemoryContent(content), nullptr));
-  WriteBytes(fromMemory, Of(built.WriteObject(nullptr)));
-  EXPECT_TRUE(Verifies(fromMemory, content));
-}
-
 TEST_F(SignedOpenssl, StreamedBer) {
   for (size_t size : {1, 4096, 4097, 10000}) {
     SCOPED_TRACE(size);
@@ -132,29 +98,6 @@ TEST_F(SignedOpenssl, StreamedBer) {
     ReadFromFile(again, Path("message.der"));
     EXPECT_EQ(DetachToMemory(again), content);
   }
-}
-
-// Inside a larger file the content range counts the offset; the step past
-// the content does not, so a file holding the message twice reads the later
-// copy with the fields of the first: the same bytes.
-TEST_F(SignedOpenssl, AtAnOffset) {
-  const Bytes content = Pattern(6000, 14);
-  const Bytes der = S().Make(content, "cms -sign +a -nodetach");
-  const std::string padded = Path("padded.der"), twice = Path("twice.der"), written = Path("twice.out");
-  WriteBytes(padded, Cat({Pattern(1234, 15), der}));
-  SignData junk;
-  ReadFromFile(junk, padded, 1234);
-  EXPECT_EQ(junk.GetDataInfo().begin, 1234 + Find(der, content));
-  const std::string detached = Path("offset.content");
-  ToSignStruct target = FileTarget(detached);
-  EXPECT_TRUE(junk.DetachData(target, nullptr));
-  EXPECT_EQ(ReadBytes(detached), content);
-
-  WriteBytes(twice, Cat({der, der}));
-  SignData second;
-  EXPECT_EQ(ReadFromFile(second, twice, static_cast<DWORD>(der.size())), der.size());
-  EXPECT_EQ(WriteToFile(second, written), WithNullDigestParameters(der).size());
-  EXPECT_TRUE(Verifies(written, content));
 }
 
 }  // namespace

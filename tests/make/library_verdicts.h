@@ -11,18 +11,15 @@
 namespace cmskit_testing {
 
 // One verdict per signer of the message in `path` (its content, or the file
-// `content` for a detached one), the certificate in `extraCertificate` (DER)
-// searched too; empty when the message cannot be read or checked.
+// `content` for a detached one); empty when the message cannot be read or checked.
 inline std::vector<cmskit::SignerVerdict> LibraryVerdicts(const std::string& path,
-                                                          const std::string& content = "",
-                                                          const cmskit::IdentObj& extraCertificate = {}) {
+                                                          const std::string& content = "") {
   cmskit::CTOOFile file(path.c_str(), "rb");
   cmskit::SignData message;
   int error = 0;
   if (!file.IsOpen() || message.ReadObject64(file, 0, &error) == 0) return {};
   cmskit::SignatureVerifier verifier(message);
   if (!content.empty()) verifier.SetContentFile(content.c_str());
-  if (!extraCertificate.IsEmpty()) verifier.AddCertificate(extraCertificate);
   std::list<cmskit::SignerReport> reports;
   if (!verifier.VerifyAll(reports, &error)) return {};
   std::vector<cmskit::SignerVerdict> verdicts;

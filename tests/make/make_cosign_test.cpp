@@ -8,19 +8,10 @@
 #include "make/make_tool_fixture.h"
 
 namespace cmskit_testing {
-
 namespace {
 
-struct Original {
-  const char* options;  // openssl cms -sign options
-  bool detached;
-};
-
-const Original kOriginals[] = {
-    {"cms -sign -nodetach", false},
-    {"cms -sign -nodetach -stream", false},
-    {"cms -sign", true},
-};
+// Options of `openssl cms -sign`.
+const std::string kOriginals[] = {"cms -sign -nodetach", "cms -sign -nodetach -stream", "cms -sign"};
 
 // The elements the reader keeps as received.
 std::vector<Bytes> KeptElements(const Bytes& message) {
@@ -38,14 +29,14 @@ using MakeCoSign = MakeSignTool;
 TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
   const Bytes content = Pattern(200000, 3);
   ASSERT_TRUE(MakeKey(kKeyKinds[0]) && MakeKey(kKeyKinds[1]));
-  for (const Original& original : kOriginals) {
-    SCOPED_TRACE(original.options);
-    const Bytes made =
-        Openssl::Get().Make(content, std::string(original.options) + " +rsa -md sha384", "original");
+  for (const std::string& options : kOriginals) {
+    SCOPED_TRACE(options);
+    const bool detached = options.find("-nodetach") == std::string::npos;
+    const Bytes made = Openssl::Get().Make(content, options + " +rsa -md sha384", "original");
     ASSERT_FALSE(made.empty());
     WriteBytes(P("original.der"), made);
     WriteBytes(P("content.bin"), content);
-    const std::string given = original.detached ? " content.bin" : "";
+    const std::string given = detached ? " content.bin" : "";
     std::string signers;
     // A second signer of another kind, then one with a GOST key where the engine is.
     ASSERT_EQ(Tool("sign --add original.der" + given + Signer("ec") + " -o once.der"), 0) << Read("err.txt");
@@ -54,7 +45,7 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
       ASSERT_EQ(Tool("sign --add once.der" + given + signers + " -o twice.der"), 0) << Read("err.txt");
       last = "twice.der";
     }
-    ASSERT_TRUE(OpensslVerifies(last, original.detached ? "content.bin" : ""));
+    ASSERT_TRUE(OpensslVerifies(last, detached ? "content.bin" : ""));
     EXPECT_EQ(ReadBytes(P("out.bin")), content);
     const Bytes output = ReadBytes(P(last));
     const std::vector<Bytes> kept = KeptElements(made);
@@ -65,7 +56,7 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
     ASSERT_TRUE(result.ReadObject(output.data(), static_cast<DWORD>(output.size()), &error));
     EXPECT_EQ(result.signerInfos.size(), last == "once.der" ? 2u : 3u);
     const std::vector<cmskit::SignerVerdict> verdicts =
-        LibraryVerdicts(P(last), original.detached ? P("content.bin") : "");
+        LibraryVerdicts(P(last), detached ? P("content.bin") : "");
     EXPECT_EQ(verdicts,
               std::vector<cmskit::SignerVerdict>(result.signerInfos.size(), cmskit::SignerVerdict::kValid));
     EXPECT_EQ(Tool("verify " + last + given), 0) << Read("out.txt");
@@ -73,5 +64,4 @@ TEST_F(MakeCoSign, OriginalSignersStayAsTheyWere) {
 }
 
 }  // namespace
-
 }  // namespace cmskit_testing

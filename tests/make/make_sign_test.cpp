@@ -3,13 +3,13 @@
 // the openssl command and gives back the content.
 #include <gtest/gtest.h>
 
+#include "common/table.h"
 #include "common/test_util.h"
 #include "make/library_verdicts.h"
 #include "make/make_tool_fixture.h"
 #include "make/test_signer.h"
 
 namespace cmskit_testing {
-
 namespace {
 
 struct FixedForm {
@@ -19,20 +19,12 @@ struct FixedForm {
   bool fromFile;
 };
 
-const FixedForm kFixedForms[] = {
-    {"make/bob_attached.der", false, true, true},
-    {"make/bob_detached.der", true, true, false},
-    {"make/bob_noattrs.der", false, false, true},
-};
+const FixedForm kFixedForms[] = {{"make/bob_attached.der", false, true, true},
+                                 {"make/bob_detached.der", true, true, false},
+                                 {"make/bob_noattrs.der", false, false, true}};
 
 FILETIME FixedTime() {
-  SYSTEMTIME calendar{};
-  calendar.wYear = 2026;
-  calendar.wMonth = 1;
-  calendar.wDay = 2;
-  calendar.wHour = 3;
-  calendar.wMinute = 4;
-  calendar.wSecond = 5;
+  const SYSTEMTIME calendar{2026, 1, 0, 2, 3, 4, 5, 0};
   FILETIME time{};
   SystemTimeToFileTime(&calendar, &time);
   return time;
@@ -47,38 +39,44 @@ Bytes SignWith(const cmskit::SignerCredential* signers, size_t count, const cmsk
   return ReadBytes(path);
 }
 
-class MakeSignFixed : public ::testing::TestWithParam<FixedForm> {};
+// Bob signs at the fixed time.
+class BobSigns : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(bob_.ok());
+    options_.signingTime = &time_;
+  }
+  const TestSigner bob_{TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der")};
+  const cmskit::SignerCredential key_ = bob_.key();
+  const FILETIME time_ = FixedTime();
+  cmskit::SignOptions options_;
+  std::string contentPath_ = TestData("crypt/ExContent.bin");
+  TempDir dir_;
+};
+class MakeSignFixed : public BobSigns, public ::testing::WithParamInterface<FixedForm> {};
 
 TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
   const FixedForm& form = GetParam();
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  std::string contentPath = TestData("crypt/ExContent.bin");
-  const Bytes content = ReadBytes(contentPath);
+  const Bytes content = ReadBytes(contentPath_);
   cmskit::ToSignStruct64 range;
   range.flags = form.fromFile ? cmskit::ToSignStruct::kInFile : 0;
-  range.data = form.fromFile ? static_cast<void*>(&contentPath[0]) : const_cast<BYTE*>(content.data());
+  range.data = form.fromFile ? static_cast<void*>(&contentPath_[0]) : const_cast<BYTE*>(content.data());
   range.end = content.size();
-  const FILETIME time = FixedTime();
-  cmskit::SignOptions options;
-  options.detached = form.detached;
-  options.signedAttributes = form.attributes;
-  options.signingTime = &time;
-  const cmskit::SignerCredential key = bob.key();
-  TempDir dir;
+  options_.detached = form.detached;
+  options_.signedAttributes = form.attributes;
   int error = -1;
-  const Bytes made = SignWith(&key, 1, range, options, dir.Path("made.der"), error);
+  const Bytes made = SignWith(&key_, 1, range, options_, dir_.Path("made.der"), error);
   EXPECT_EQ(error, 0);
   EXPECT_EQ(made, ReadBytes(TestData(form.expected)));
   const std::vector<cmskit::SignerVerdict> valid{cmskit::SignerVerdict::kValid};
-  EXPECT_EQ(LibraryVerdicts(dir.Path("made.der"), form.detached ? contentPath : ""), valid);
+  EXPECT_EQ(LibraryVerdicts(dir_.Path("made.der"), form.detached ? contentPath_ : ""), valid);
   if (!Openssl::Get().ok()) return;
   // The expected message itself is one the openssl command accepts (Carl's
   // certificate, Bob's issuer, is not at hand: the chain is not checked).
-  const std::string detached = form.detached ? " -content " + contentPath : "";
+  const std::string detached = form.detached ? " -content " + contentPath_ : "";
   EXPECT_TRUE(Shell("openssl cms -verify -noverify -binary -inform DER -in " + TestData(form.expected) +
-                    detached + " -out " + dir.Path("out.bin")));
-  EXPECT_EQ(ReadBytes(dir.Path("out.bin")), content);
+                    detached + " -out " + dir_.Path("out.bin")));
+  EXPECT_EQ(ReadBytes(dir_.Path("out.bin")), content);
 }
 
 // Bob signs his own messages again: the second signer info follows the
@@ -86,29 +84,21 @@ TEST_P(MakeSignFixed, GivesTheExpectedMessage) {
 TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
   const FixedForm& form = GetParam();
   if (!form.attributes) return;
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  std::string contentPath = TestData("crypt/ExContent.bin");
   cmskit::ToSignStruct64 content;
   content.flags = cmskit::ToSignStruct::kInFile;
-  content.data = &contentPath[0];
+  content.data = &contentPath_[0];
   content.end = cmskit::ToSignStruct64::kToEndOfFile;
   cmskit::CTOOFile original(TestData(form.expected).c_str(), "rb");
   cmskit::SignData message;
   int error = 0;
   ASSERT_NE(message.ReadObject64(original, 0, &error), 0u);
   const cmskit::IdentObj first = message.signerInfos.front();
-  const FILETIME time = FixedTime();
-  cmskit::SignOptions options;
-  options.signingTime = &time;
-  const cmskit::SignerCredential key = bob.key();
-  TempDir dir;
   {
-    cmskit::CTOOFile file(dir.Path("cosigned.der").c_str(), "wb");
-    cmskit::CoSignMessage64(message, form.detached ? &content : nullptr, &key, 1, options, file, &error);
+    cmskit::CTOOFile file(dir_.Path("cosigned.der").c_str(), "wb");
+    cmskit::CoSignMessage64(message, form.detached ? &content : nullptr, &key_, 1, options_, file, &error);
   }
   ASSERT_EQ(error, 0);
-  cmskit::CTOOFile written(dir.Path("cosigned.der").c_str(), "rb");
+  cmskit::CTOOFile written(dir_.Path("cosigned.der").c_str(), "rb");
   cmskit::SignData cosigned;
   ASSERT_NE(cosigned.ReadObject64(written, 0, &error), 0u);
   ASSERT_EQ(cosigned.signerInfos.size(), 2u);
@@ -116,25 +106,24 @@ TEST_P(MakeSignFixed, CoSigningKeepsTheFirstSigner) {
   EXPECT_EQ(cosigned.certificates.size(), 1u);
   EXPECT_EQ(cosigned.digestAlgorithms.size(), 1u);
   const std::vector<cmskit::SignerVerdict> valid(2, cmskit::SignerVerdict::kValid);
-  EXPECT_EQ(LibraryVerdicts(dir.Path("cosigned.der"), form.detached ? contentPath : ""), valid);
+  EXPECT_EQ(LibraryVerdicts(dir_.Path("cosigned.der"), form.detached ? contentPath_ : ""), valid);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, MakeSignFixed, ::testing::ValuesIn(kFixedForms));
 
-TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
-  const TestSigner bob(TestData("crypt/BobRSASignByCarl.cer"), TestData("make/BobPrivRSA.pkcs1.der"));
-  ASSERT_TRUE(bob.ok());
-  cmskit::SignerCredential md5 = bob.key();
+using MakeSignErrors = BobSigns;
+
+TEST_F(MakeSignErrors, RefusesWhatCannotBeSigned) {
+  cmskit::SignerCredential md5 = key_;
   md5.digestOid = "1.2.840.113549.2.5";
-  cmskit::SignerCredential noProvider = bob.key();
+  cmskit::SignerCredential noProvider = key_;
   noProvider.provider = 0;
-  const cmskit::SignerCredential good = bob.key();
   const Bytes content = Text("content");
   cmskit::ToSignStruct64 range;
   range.data = const_cast<BYTE*>(content.data());
   range.end = content.size();
   cmskit::ToSignStruct64 missing;
-  std::string nowhere = TempDir().Path("missing.bin");
+  std::string nowhere = dir_.Path("missing.bin");
   missing.flags = cmskit::ToSignStruct::kInFile;
   missing.data = &nowhere[0];
   missing.end = cmskit::ToSignStruct64::kToEndOfFile;
@@ -143,56 +132,33 @@ TEST(MakeSignErrors, RefusesWhatCannotBeSigned) {
     size_t count;
     const cmskit::ToSignStruct64* content;
     int code;
-  } rows[] = {
-      {&good, 0, &range, ERROR_INVALID_PARAMETER},
-      {&md5, 1, &range, static_cast<int>(NTE_BAD_ALGID)},
-      {&noProvider, 1, &range, ERROR_INVALID_PARAMETER},
-      {&good, 1, &missing, ERROR_FILE_NOT_FOUND},
-  };
-  TempDir dir;
+  } rows[] = {{&key_, 0, &range, ERROR_INVALID_PARAMETER},
+              {&md5, 1, &range, static_cast<int>(NTE_BAD_ALGID)},
+              {&noProvider, 1, &range, ERROR_INVALID_PARAMETER},
+              {&key_, 1, &missing, ERROR_FILE_NOT_FOUND}};
   for (const auto& row : rows) {
     int error = 0;
-    SignWith(row.signer, row.count, *row.content, cmskit::SignOptions(), dir.Path("out.der"), error);
+    SignWith(row.signer, row.count, *row.content, cmskit::SignOptions(), dir_.Path("out.der"), error);
     EXPECT_EQ(error, row.code) << row.count;
   }
 }
 
-// Signers by key name, and the options of the tool's sign command.
-struct ToolForm {
-  const char* signers;
-  const char* options;
-};
-
-const ToolForm kToolForms[] = {
-    {"rsa", ""},
-    {"rsa", "--detached"},
-    {"rsa ec", ""},
-    {"ec rsa", "--detached"},
-    {"rsa", "--no-attrs"},
-    {"ec", "--no-attrs"},
-    {"ec", "--digest sha384"},
-    {"rsa", "--digest sha512"},
-    {"g256", ""},
-    {"g512", "--detached"},
-    {"g256 rsa", "--no-attrs"},
-};
-
 TEST_F(MakeSignTool, EveryFormVerifiesWithOpenssl) {
   const Bytes content = Pattern(300000, 7);
   WriteBytes(P("content.bin"), content);
-  for (const ToolForm& form : kToolForms) {
-    SCOPED_TRACE(std::string(form.signers) + " " + form.options);
+  const Table table("make/tool.txt");
+  for (const Row& form : table.Rows("sign")) {
+    SCOPED_TRACE(form.where);
     std::string signers;
-    if (!Signers(form.signers, signers)) continue;  // no gost engine here
+    if (!Signers(form[0], signers)) continue;  // no gost engine here
     std::remove(P("signed.der").c_str());
-    ASSERT_EQ(Tool("sign content.bin" + signers + " " + form.options + " -o signed.der"), 0)
-        << Read("err.txt");
-    const bool detached = std::string(form.options) == "--detached";
+    ASSERT_EQ(Tool("sign content.bin" + signers + " " + form[1] + " -o signed.der"), 0) << Read("err.txt");
+    const bool detached = form[1] == "--detached";
     ASSERT_TRUE(OpensslVerifies("signed.der", detached ? "content.bin" : ""));
     EXPECT_EQ(ReadBytes(P("out.bin")), content);
     const std::vector<cmskit::SignerVerdict> verdicts =
         LibraryVerdicts(P("signed.der"), detached ? P("content.bin") : "");
-    const std::string names = form.signers;
+    const std::string& names = form[0];
     const size_t count = static_cast<size_t>(std::count(names.begin(), names.end(), ' ')) + 1;
     EXPECT_EQ(verdicts, std::vector<cmskit::SignerVerdict>(count, cmskit::SignerVerdict::kValid));
     EXPECT_EQ(Tool(std::string("verify signed.der") + (detached ? " content.bin" : "")), 0)
@@ -207,27 +173,8 @@ TEST_F(MakeSignTool, FailuresLeaveTheOutputAlone) {
   ASSERT_TRUE(MakeKey(kKeyKinds[0]) && MakeKey(kKeyKinds[1]));
   WriteBytes(P("content.bin"), Text("content"));
   ASSERT_EQ(Tool("sign content.bin" + Signer("rsa") + " --detached -o detached.der"), 0);
-  const struct {
-    const char* args;
-    int status;
-  } rows[] = {
-      {"sign content.bin -c rsa.crt -k ec.key -o kept.der", 1},
-      {"sign content.bin -c ec.crt -k ec.key --digest gost94 -o kept.der", 1},
-      {"sign missing.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-      {"sign --add content.bin -c rsa.crt -k rsa.key -o kept.der", 1},
-      {"sign content.bin -c rsa.crt -o kept.der", 2},
-      {"sign content.bin -c rsa.crt -k rsa.key --digest md4 -o kept.der", 2},
-      {"sign --add detached.der -c rsa.crt -k rsa.key -o kept.der", 2},
-      {"sign -c rsa.crt -k rsa.key -o kept.der", 2},
-  };
-  for (const auto& row : rows) {
-    WriteBytes(P("kept.der"), Text("kept"));
-    EXPECT_EQ(Tool(row.args), row.status) << row.args;
-    EXPECT_EQ(Lines(Read("err.txt")), 1u) << row.args;
-    EXPECT_EQ(ReadBytes(P("kept.der")), Text("kept")) << row.args;
-  }
+  ExpectFailuresKeepTheOutput("sign failures");
 }
 
 }  // namespace
-
 }  // namespace cmskit_testing

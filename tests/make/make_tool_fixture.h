@@ -10,6 +10,7 @@
 #include <string>
 
 #include "cli/cli_fixture.h"
+#include "common/table.h"
 
 namespace cmskit_testing {
 
@@ -20,12 +21,10 @@ struct KeyKind {
   bool gost;
 };
 
-inline const KeyKind kKeyKinds[] = {
-    {"rsa", "-newkey rsa:2048", false},
-    {"ec", "-newkey ec -pkeyopt ec_paramgen_curve:P-256", false},
-    {"g256", "-engine gost -newkey gost2012_256 -pkeyopt paramset:A", true},
-    {"g512", "-engine gost -newkey gost2012_512 -pkeyopt paramset:A", true},
-};
+inline const KeyKind kKeyKinds[] = {{"rsa", "-newkey rsa:2048", false},
+                                    {"ec", "-newkey ec -pkeyopt ec_paramgen_curve:P-256", false},
+                                    {"g256", "-engine gost -newkey gost2012_256 -pkeyopt paramset:A", true},
+                                    {"g512", "-engine gost -newkey gost2012_512 -pkeyopt paramset:A", true}};
 
 class MakeSignTool : public CliTest {
  protected:
@@ -64,6 +63,17 @@ class MakeSignTool : public CliTest {
                  message + " -CAfile anchors.pem" + (content.empty() ? "" : " -content " + content) +
                  " -out out.bin" + " || openssl cms -verify -binary -inform DER -in " + message +
                  " -CAfile anchors.pem" + (content.empty() ? "" : " -content " + content) + " -out out.bin");
+  }
+  // Each row of the section of make/tool.txt fails with its status and one
+  // error line, kept.der as it was.
+  static void ExpectFailuresKeepTheOutput(const std::string& section) {
+    const Table table("make/tool.txt");
+    for (const Row& row : table.Rows(section)) {
+      WriteBytes(P("kept.der"), Text("kept"));
+      EXPECT_EQ(Tool(row[0]), std::stoi(row[1])) << row.where;
+      EXPECT_EQ(Lines(Read("err.txt")), 1u) << row.where << Read("err.txt");
+      EXPECT_EQ(ReadBytes(P("kept.der")), Text("kept")) << row.where;
+    }
   }
 };
 

@@ -2,31 +2,26 @@
 // buffered octets are pushed out and checked before success is reported.
 #include <gtest/gtest.h>
 
-#include "common/test_util.h"
+#include "common/sign_data_util.h"
 
 namespace cmskit_testing {
 namespace {
 
 TEST(FullDevice, EveryWriterFails) {
-  const char* const full = "/dev/full";
-  if (PLATFORM_PATH_SEPARATOR != '/' || !cmskit::FileExists(full)) GTEST_SKIP() << "needs /dev/full";
+  const std::string full = "/dev/full";
+  if (PLATFORM_PATH_SEPARATOR != '/' || !cmskit::FileExists(full.c_str())) GTEST_SKIP() << "needs /dev/full";
   TempDir dir;
   const std::string source = dir.Path("source.bin");
   WriteBytes(source, Text("a small content"));
 
   cmskit::SignData message;
-  cmskit::ToSignStruct content;
-  content.data = const_cast<char*>("a small content");
-  content.end = 15;
-  ASSERT_TRUE(message.AttachData(content, nullptr));
+  ASSERT_TRUE(message.AttachData(MemoryContent(Text("a small content")), nullptr));
   {
-    cmskit::CTOOFile file(full, "wb");
+    cmskit::CTOOFile file(full.c_str(), "wb");
     EXPECT_EQ(message.WriteObject(file, 0xFFFFFFFF), 0u);
     EXPECT_EQ(message.WriteObject64(file, UINT64_MAX), 0u);
   }
-  cmskit::ToSignStruct out;
-  out.flags = cmskit::ToSignStruct::kInFile;
-  out.data = const_cast<char*>(full);
+  cmskit::ToSignStruct out = FileTarget(full);
   EXPECT_FALSE(message.DetachData(out, nullptr));
 
   cmskit::EnvelopedData enveloped;
@@ -34,16 +29,16 @@ TEST(FullDevice, EveryWriterFails) {
   enveloped.recipientInfos.back().subjectKeyIdentifier = Obj(Text("id"));
   enveloped.encryptedContentInfo.encryptedContent = Obj(Text("sixteen octets!!"));
   {
-    cmskit::CTOOFile file(full, "wb");
+    cmskit::CTOOFile file(full.c_str(), "wb");
     int error = 0;
     EXPECT_EQ(enveloped.WriteObject(file, &error), 0u);
     EXPECT_NE(error, 0);
     EXPECT_EQ(enveloped.encryptedContentInfo.WriteObject(file), 0u);
   }
-  EXPECT_FALSE(cmskit::Base64FileEncode(source.c_str(), full));
+  EXPECT_FALSE(cmskit::Base64FileEncode(source.c_str(), full.c_str()));
   const std::string text = dir.Path("text.b64");
   WriteBytes(text, Text("YSBzbWFsbCBjb250ZW50"));
-  EXPECT_FALSE(cmskit::Base64FileDecode(text.c_str(), full));
+  EXPECT_FALSE(cmskit::Base64FileDecode(text.c_str(), full.c_str()));
 }
 
 }  // namespace

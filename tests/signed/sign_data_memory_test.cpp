@@ -149,13 +149,11 @@ TEST(SignDataMemory, WritesFileContent) {
     ToSignStruct content;
     const char* octets;  // file content is always written, even empty
     int status;
-  } cases[] = {
-      {FileContent(path, 2, 5), "'234'", 0},
-      {FileContent(path, 4, 4), "", 0},
-      {FileContent(empty, 0, ToSignStruct::kToEndOfFile), "", 0},
-      {FileContent(path, 8, 11), "", kStatusTruncated},
-      {FileContent(path, 5, 4), "", kStatusTruncated},
-  };
+  } cases[] = {{FileContent(path, 2, 5), "'234'", 0},
+               {FileContent(path, 4, 4), "", 0},
+               {FileContent(empty, 0, ToSignStruct::kToEndOfFile), "", 0},
+               {FileContent(path, 8, 11), "", kStatusTruncated},
+               {FileContent(path, 5, 4), "", kStatusTruncated}};
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     SignData message;

@@ -2,9 +2,9 @@
 // SignatureVerifier from memory and from files, and damaged copies of them.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <sstream>
 
+#include "common/crypt.h"
 #include "common/sign_data_util.h"
 #include "common/table.h"
 #include "common/test_util.h"
@@ -17,17 +17,9 @@ using cmskit::SignData;
 using cmskit::SignerReport;
 using cmskit::SignerVerdict;
 
-const char* Short(SignerVerdict verdict) {
-  static const std::map<SignerVerdict, const char*> names = {
-      {SignerVerdict::kValid, "valid"},
-      {SignerVerdict::kDigestMismatch, "digest"},
-      {SignerVerdict::kSignatureInvalid, "signature"},
-      {SignerVerdict::kCertificateNotFound, "notfound"},
-      {SignerVerdict::kUnsupportedAlgorithm, "unsupported"},
-      {SignerVerdict::kContentTypeMismatch, "ctype"},
-      {SignerVerdict::kAttributesMalformed, "malformed"}};
-  return names.at(verdict);
-}
+// The verdicts in the order of their values.
+const char* const kVerdictNames[] = {"valid",       "digest", "signature", "notfound",
+                                     "unsupported", "ctype",  "malformed"};
 
 // Where a detached signature's content comes from; empty: the message's own.
 struct Content {
@@ -47,7 +39,7 @@ std::string Verdicts(const SignData& message, const Content& content, const std:
   if (!verifier.VerifyAll(reports, &error)) return "error " + std::to_string(error);
   std::string out;
   for (const SignerReport& report : reports)
-    out += std::string(out.empty() ? "" : " ") + Short(report.verdict);
+    out += std::string(out.empty() ? "" : " ") + kVerdictNames[static_cast<int>(report.verdict)];
   return out;
 }
 
@@ -73,11 +65,8 @@ SignData FromFile(const std::string& path) {
 
 // The Windows providers have no GOST; the Linux one has it with the engine.
 bool GostProvider() {
-  HCRYPTPROV provider = 0;
-  if (!CryptAcquireContextA(&provider, nullptr, nullptr, PROV_GOST_2012_256, CRYPT_VERIFYCONTEXT))
-    return false;
-  CryptReleaseContext(provider, 0);
-  return true;
+  ProviderHandle provider;
+  return AcquireVerifyContext(PROV_GOST_2012_256, provider);
 }
 
 TEST(VerifySamples, PublishedMessages) {
@@ -98,46 +87,6 @@ TEST(VerifySamples, PublishedMessages) {
   }
 }
 
-struct Signer {
-  const char* name;
-  const char* newkey;
-  bool gost;
-};
-
-const Signer kSigners[] = {
-    {"rsa", "rsa:2048", false},
-    {"ec", "ec -pkeyopt ec_paramgen_curve:P-256", false},
-    {"ec384", "ec -pkeyopt ec_paramgen_curve:P-384", false},
-    {"g256", "gost2012_256 -pkeyopt paramset:A", true},
-    {"g512", "gost2012_512 -pkeyopt paramset:A", true},
-};
-
-struct Case {
-  const char* name;
-  const char* options;  // for `openssl cms -sign`, +NAME a signer
-  bool attached;
-  bool attributes;
-  bool gost;
-};
-
-const Case kCases[] = {
-    {"rsa", "-nodetach +rsa", true, true, false},
-    {"rsa detached", "+rsa", false, true, false},
-    {"rsa streamed", "-nodetach -stream +rsa", true, true, false},
-    {"rsa streamed detached", "-stream +rsa", false, true, false},
-    {"several signers", "-nodetach +rsa +ec -md sha384 +ec384", true, true, false},
-    {"no attributes", "-nodetach -noattr +rsa", true, false, false},
-    {"no attributes detached", "-noattr -md sha512 +ec384", false, false, false},
-    {"key identifier", "-nodetach -keyid +rsa", true, true, false},
-    {"rsa-pss", "-nodetach +rsa -keyopt rsa_padding_mode:pss", true, true, false},
-    {"rsa-pss salt 32", "-nodetach -md sha384 +rsa -keyopt rsa_padding_mode:pss -keyopt rsa_pss_saltlen:32",
-     true, true, false},
-    {"ecdsa", "-nodetach +ec", true, true, false},
-    {"gost 2012-256", "-nodetach -engine gost +g256", true, true, true},
-    {"gost 2012-512", "-nodetach -engine gost +g512", true, true, true},
-    {"gost 2012-512 no attributes", "-nodetach -noattr -engine gost +g512", true, false, true},
-};
-
 // One octet of the signingTime value: the signature no longer holds, while
 // every digest still matches.
 Bytes WithSigningTimeChanged(Bytes der) {
@@ -150,8 +99,10 @@ class VerifyInterop : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!openssl.ok()) GTEST_SKIP() << "no openssl command";
-    for (const Signer& signer : kSigners)
-      if (!signer.gost || gost) openssl.Cert(signer.name, signer.gost ? "-engine gost" : "", signer.newkey);
+    const Table table("verify/samples.txt");
+    for (const Row& signer : table.Rows("signers"))
+      if (signer[0][0] != 'g' || gost)
+        openssl.Cert(signer[0], signer[0][0] == 'g' ? "-engine gost" : "", signer[1]);
   }
   Openssl& openssl = Openssl::Get();
   const bool gost = Shell("openssl engine gost") && GostProvider();
@@ -161,32 +112,35 @@ TEST_F(VerifyInterop, OpensslMessagesAndDamagedCopies) {
   const Bytes content = Pattern(100000, 7);
   const std::string contentFile = openssl.Path("content.bin");
   WriteBytes(contentFile, content);
-  for (const Case& c : kCases) {
-    if (c.gost && !gost) continue;
-    SCOPED_TRACE(c.name);
-
-    const Bytes der = openssl.Make(content, std::string("cms -sign ") + c.options);
+  const Table table("verify/samples.txt");
+  for (const Row& row : table.Rows("openssl")) {
+    const std::string& options = row[0];
+    const bool attached = options.find("-nodetach") != std::string::npos,
+               attributes = options.find("-noattr") == std::string::npos;
+    if (options.find("gost") != std::string::npos && !gost) continue;
+    SCOPED_TRACE(row.where);
+    const Bytes der = openssl.Make(content, "cms -sign " + options);
     ASSERT_FALSE(der.empty());
     const std::string path = openssl.Path("signed.der");
     WriteBytes(path, der);
     SignData message = FromMemory(der);
     const size_t signers = message.signerInfos.size();
-    const Content own = c.attached ? Content{} : Content{&content};
+    const Content own = attached ? Content{} : Content{&content};
     EXPECT_EQ(Verdicts(message, own), Repeat("valid", signers));
-    EXPECT_EQ(Verdicts(FromFile(path), c.attached ? Content{} : Content{nullptr, contentFile}),
+    EXPECT_EQ(Verdicts(FromFile(path), attached ? Content{} : Content{nullptr, contentFile}),
               Repeat("valid", signers));
 
     Bytes changed = content;
     changed[changed.size() / 2] ^= 0x40;
-    const std::string contentVerdict = Repeat(c.attributes ? "digest" : "signature", signers);
-    if (c.attached && Find(der, content) < der.size()) {
+    const std::string contentVerdict = Repeat(attributes ? "digest" : "signature", signers);
+    if (attached && Find(der, content) < der.size()) {
       Bytes damaged = der;
       damaged[Find(der, content) + content.size() / 2] ^= 0x40;
       EXPECT_EQ(Verdicts(FromMemory(damaged), {}), contentVerdict);
-    } else if (!c.attached) {
+    } else if (!attached) {
       EXPECT_EQ(Verdicts(message, {&changed}), contentVerdict);
     }
-    if (c.attributes) {
+    if (attributes) {
       EXPECT_EQ(Verdicts(FromMemory(WithSigningTimeChanged(der)), own).substr(0, 9), "signature");
     }
     message.certificates.clear();
