@@ -127,25 +127,5 @@ DWORD HashObject::SetParam(DWORD param, const BYTE* data) {
   return 0;
 }
 
-DWORD HashObject::Duplicate(std::shared_ptr<HashObject>* copy) const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  std::shared_ptr<HashObject> result(new HashObject(algorithm_, provider_));
-  if (fetched_) {
-    if (!EVP_MD_up_ref(fetched_.get())) return NTE_NO_MEMORY;
-    result->fetched_.reset(fetched_.get());
-  }
-  result->md_ = md_;
-  result->value_ = value_;
-  if (context_) {
-    result->context_.reset(EVP_MD_CTX_new());
-    if (!result->context_ || !EVP_MD_CTX_copy_ex(result->context_.get(), context_.get())) {
-      ERR_clear_error();
-      return NTE_NO_MEMORY;
-    }
-  }
-  *copy = std::move(result);
-  return 0;
-}
-
 }  // namespace posix
 }  // namespace cmskit

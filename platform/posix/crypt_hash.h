@@ -48,8 +48,6 @@ class HashObject {
   DWORD GetParam(DWORD param, BYTE* data, DWORD* length);
   // HP_HASHVAL: the value to sign, in place of one computed here.
   DWORD SetParam(DWORD param, const BYTE* data);
-  // A copy in the same state, which then goes its own way.
-  DWORD Duplicate(std::shared_ptr<HashObject>* copy) const;
 
  private:
   HashObject(const HashAlgorithm& algorithm, std::shared_ptr<Provider> provider)

@@ -71,17 +71,6 @@ BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD param, const BYTE* data, DWORD fla
   });
 }
 
-BOOL CryptDuplicateHash(HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* newHash) {
-  return WithHash(hash, [&](HashObject& original) -> DWORD {
-    if (reserved || !newHash) return ERROR_INVALID_PARAMETER;
-    if (flags) return NTE_BAD_FLAGS;
-    std::shared_ptr<HashObject> copy;
-    if (const DWORD code = original.Duplicate(&copy)) return code;
-    *newHash = static_cast<HCRYPTHASH>(HashTable().Add(std::move(copy)));
-    return 0;
-  });
-}
-
 BOOL CryptDestroyHash(HCRYPTHASH hash) {
   return RunCall([&]() -> DWORD { return HashTable().Remove(hash) ? 0 : ERROR_INVALID_PARAMETER; });
 }

@@ -67,7 +67,7 @@
 // HP_HASHSIZE and HP_HASHVAL; a null buffer asks for the size and leaves the
 // hash open, reading the value ends it (CryptHashData then fails with
 // NTE_BAD_HASH_STATE). CryptSetHashParam(HP_HASHVAL) sets a value to sign in
-// place of a computed one. CryptDuplicateHash copies the state under way.
+// place of a computed one.
 //
 // Public keys: CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &certInfo->
 // SubjectPublicKeyInfo, &key) takes RSA (rsaEncryption and id-RSASSA-PSS),
@@ -311,7 +311,6 @@ PLATFORM_API BOOL CryptCreateHash(HCRYPTPROV prov, ALG_ID algId, HCRYPTKEY key, 
 PLATFORM_API BOOL CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD dataLength, DWORD flags);
 PLATFORM_API BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD param, BYTE* data, DWORD* dataLength, DWORD flags);
 PLATFORM_API BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD param, const BYTE* data, DWORD flags);
-PLATFORM_API BOOL CryptDuplicateHash(HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* newHash);
 PLATFORM_API BOOL CryptDestroyHash(HCRYPTHASH hash);
 
 PLATFORM_API BOOL CryptImportPublicKeyInfo(HCRYPTPROV prov, DWORD encodingType, PCERT_PUBLIC_KEY_INFO info,
