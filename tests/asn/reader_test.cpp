@@ -15,8 +15,7 @@
 namespace cmskit_testing {
 namespace {
 
-using cmskit::ASNTHeader;
-using cmskit::ASNTReader;
+using namespace cmskit;
 
 const std::map<std::string, cmskit::ASNTHeaderForm> kForms = {{"memory", cmskit::kASNTMemoryForm},
                                                               {"strict", cmskit::kASNTStrictMemoryForm},

@@ -10,8 +10,7 @@
 namespace cmskit_testing {
 namespace {
 
-using cmskit::EnvelopedData;
-using cmskit::TransRecipientInfo;
+using namespace cmskit;
 
 // The encoded issuer Name straight from the certificate's TBSCertificate, and
 // its serial number least significant octet first.

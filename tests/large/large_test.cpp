@@ -17,10 +17,7 @@
 namespace cmskit_testing {
 namespace {
 
-using cmskit::CTOOFile;
-using cmskit::SignData;
-using cmskit::ToSignStruct;
-using cmskit::ToSignStruct64;
+using namespace cmskit;
 
 constexpr uint64_t kGiB = uint64_t{1} << 30;
 // The size whose output is also compared octet for octet as it streams.

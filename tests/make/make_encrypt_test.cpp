@@ -12,8 +12,7 @@
 namespace cmskit_testing {
 namespace {
 
-using cmskit::ContentCipher;
-using cmskit::EncryptOptions;
+using namespace cmskit;
 
 // A certificate context of the DER file, with no key of its own.
 std::unique_ptr<RecipientCertificate> LoadCertificate(const std::string& derPath) {

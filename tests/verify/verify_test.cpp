@@ -12,10 +12,7 @@
 namespace cmskit_testing {
 namespace {
 
-using cmskit::SignatureVerifier;
-using cmskit::SignData;
-using cmskit::SignerReport;
-using cmskit::SignerVerdict;
+using namespace cmskit;
 
 // The verdicts in the order of their values.
 const char* const kVerdictNames[] = {"valid",       "digest", "signature", "notfound",
