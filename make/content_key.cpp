@@ -52,29 +52,23 @@ ContentKey::ContentKey(const EncryptOptions& options) {
   CheckSize(options.key, info.keyBytes);
   CheckSize(options.iv, info.ivBytes);
   blockBytes_ = info.blockBytes;
-  if (!CryptAcquireContextA(&handles_.provider, nullptr, nullptr, info.provType, CRYPT_VERIFYCONTEXT)) {
-    handles_.provider = 0;
+  HCRYPTPROV provider = 0;
+  if (!CryptAcquireContextA(&provider, nullptr, nullptr, info.provType, CRYPT_VERIFYCONTEXT))
     RaiseLastError("CryptAcquireContextA");
-  }
+  provider_.Reset(provider);
   if (options.key.IsEmpty())
     Generate(info.algId);
   else
     Import(info.algId, options.key);
 
   IdentObj iv = options.iv;
-  if (iv.IsEmpty() && !GenerateNewInitVector(handles_.key, handles_.provider, iv))
+  if (iv.IsEmpty() && !GenerateNewInitVector(key_.get(), provider_.get(), iv))
     RaiseLastError("GenerateNewInitVector");
   std::vector<char> oid(info.oid, info.oid + strlen(info.oid) + 1);
-  if (!EncryptKeySetParam(handles_.key, handles_.provider, oid.data(), iv))
-    RaiseLastError("EncryptKeySetParam");
+  if (!EncryptKeySetParam(key_.get(), provider, oid.data(), iv)) RaiseLastError("EncryptKeySetParam");
   IdentObj parameters;
-  if (!EncryptKeyGetParam(handles_.key, oid.data(), iv, parameters)) RaiseLastError("EncryptKeyGetParam");
+  if (!EncryptKeyGetParam(key_.get(), oid.data(), iv, parameters)) RaiseLastError("EncryptKeyGetParam");
   algorithm_ = ASNAlgorithmIdentifier(info.oid, parameters);
-}
-
-ContentKey::Handles::~Handles() {
-  if (key) CryptDestroyKey(key);
-  if (provider) CryptReleaseContext(provider, 0);
 }
 
 uint64_t ContentKey::EncryptedSize(uint64_t plainSize) const {
@@ -83,10 +77,9 @@ uint64_t ContentKey::EncryptedSize(uint64_t plainSize) const {
 }
 
 void ContentKey::Generate(ALG_ID algId) {
-  if (!CryptGenKey(handles_.provider, algId, CRYPT_EXPORTABLE, &handles_.key)) {
-    handles_.key = 0;
-    RaiseLastError("CryptGenKey");
-  }
+  HCRYPTKEY key = 0;
+  if (!CryptGenKey(provider_.get(), algId, CRYPT_EXPORTABLE, &key)) RaiseLastError("CryptGenKey");
+  key_.Reset(key);
 }
 
 // A PLAINTEXTKEYBLOB: the header, the key length, the key.
@@ -97,11 +90,11 @@ void ContentKey::Import(ALG_ID algId, const IdentObj& bytes) {
   memcpy(blob.data(), &header, sizeof header);
   memcpy(blob.data() + sizeof header, &length, sizeof length);
   memcpy(blob.data() + sizeof header + sizeof length, bytes.data(), length);
-  if (!CryptImportKey(handles_.provider, blob.data(), static_cast<DWORD>(blob.size()), 0, CRYPT_EXPORTABLE,
-                      &handles_.key)) {
-    handles_.key = 0;
+  HCRYPTKEY key = 0;
+  if (!CryptImportKey(provider_.get(), blob.data(), static_cast<DWORD>(blob.size()), 0, CRYPT_EXPORTABLE,
+                      &key))
     RaiseLastError("CryptImportKey");
-  }
+  key_.Reset(key);
 }
 
 }  // namespace cmskit

@@ -9,6 +9,7 @@
 #include "cmskit/asn_types.h"
 #include "cmskit/make.h"
 #include "platform/win32.h"
+#include "verify/crypt_handles.h"
 
 namespace cmskit {
 
@@ -19,8 +20,8 @@ class ContentKey {
   ContentKey(const ContentKey&) = delete;
   ContentKey& operator=(const ContentKey&) = delete;
 
-  HCRYPTPROV provider() const { return handles_.provider; }
-  HCRYPTKEY key() const { return handles_.key; }
+  HCRYPTPROV provider() const { return provider_.get(); }
+  HCRYPTKEY key() const { return key_.get(); }
   const ASNAlgorithmIdentifier& algorithm() const { return algorithm_; }
   // What `plainSize` octets become: CBC adds 1 to a whole block of padding.
   uint64_t EncryptedSize(uint64_t plainSize) const;
@@ -29,17 +30,10 @@ class ContentKey {
   void Generate(ALG_ID algId);
   void Import(ALG_ID algId, const IdentObj& bytes);
 
-  // Released also when the constructor fails half way.
-  struct Handles {
-    Handles() = default;
-    Handles(const Handles&) = delete;
-    Handles& operator=(const Handles&) = delete;
-    ~Handles();
-    HCRYPTPROV provider = 0;
-    HCRYPTKEY key = 0;
-  };
-
-  Handles handles_;
+  // Members, so released also when the constructor fails half way; the key
+  // goes before its provider.
+  ProviderHandle provider_;
+  KeyHandle key_;
   uint32_t blockBytes_ = 0;
   ASNAlgorithmIdentifier algorithm_;
 };

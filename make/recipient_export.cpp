@@ -6,6 +6,7 @@
 #include "asn/asn_build.h"
 #include "cmskit/asn_types.h"
 #include "enveloped/enveloped_support.h"
+#include "verify/crypt_handles.h"
 
 namespace cmskit {
 
@@ -16,34 +17,23 @@ constexpr DWORD kMessageEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 // SIMPLEBLOB: BLOBHEADER, then the ALG_ID of the key that wrapped it.
 constexpr size_t kSimpleBlobHeader = sizeof(BLOBHEADER) + sizeof(ALG_ID);
 
-class PublicKey {
- public:
-  PublicKey(HCRYPTPROV prov, CERT_PUBLIC_KEY_INFO& info) {
-    if (!CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &info, &key_)) {
-      key_ = 0;
-      RaiseLastError("CryptImportPublicKeyInfo");
-    }
-  }
-  ~PublicKey() {
-    if (key_) CryptDestroyKey(key_);
-  }
-  PublicKey(const PublicKey&) = delete;
-  PublicKey& operator=(const PublicKey&) = delete;
-  HCRYPTKEY Get() const { return key_; }
-
- private:
-  HCRYPTKEY key_ = 0;
-};
+// The recipient's public key, released whatever happens after the import.
+KeyHandle ImportedKey(HCRYPTPROV prov, CERT_PUBLIC_KEY_INFO& info) {
+  HCRYPTKEY key = 0;
+  if (!CryptImportPublicKeyInfo(prov, X509_ASN_ENCODING, &info, &key))
+    RaiseLastError("CryptImportPublicKeyInfo");
+  return KeyHandle(key);
+}
 
 // PKCS #1 v1.5: the provider writes the encrypted key least significant
 // byte first; the message carries it the other way round.
 std::vector<BYTE> RsaTransport(HCRYPTPROV prov, HCRYPTKEY contentKey, CERT_PUBLIC_KEY_INFO& info) {
-  const PublicKey recipient(prov, info);
+  const KeyHandle recipient = ImportedKey(prov, info);
   DWORD length = 0;
-  if (!CryptExportKey(contentKey, recipient.Get(), SIMPLEBLOB, 0, nullptr, &length))
+  if (!CryptExportKey(contentKey, recipient.get(), SIMPLEBLOB, 0, nullptr, &length))
     RaiseLastError("CryptExportKey");
   std::vector<BYTE> blob(length);
-  if (!CryptExportKey(contentKey, recipient.Get(), SIMPLEBLOB, 0, blob.data(), &length))
+  if (!CryptExportKey(contentKey, recipient.get(), SIMPLEBLOB, 0, blob.data(), &length))
     RaiseLastError("CryptExportKey");
   if (length <= kSimpleBlobHeader) ASNTRaise(kStatusCorrupt, "CryptExportKey");
   return std::vector<BYTE>(blob.rbegin() + static_cast<std::ptrdiff_t>(blob.size() - length),

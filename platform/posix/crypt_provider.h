@@ -24,8 +24,8 @@ class Provider {
   // a verification context.
   const std::shared_ptr<AsymmetricKey>& UserKey() const { return key_; }
   EVP_PKEY* PrivateKey() const { return key_ ? key_->Pkey() : nullptr; }
-  // The key pair for AT_KEYEXCHANGE or AT_SIGNATURE; NTE_NO_KEY for other
-  // specifications and for a verification context.
+  // The key pair for AT_KEYEXCHANGE or AT_SIGNATURE; NTE_NO_KEY for any
+  // other key kind and for a verification context.
   DWORD KeyFor(DWORD keySpec, std::shared_ptr<AsymmetricKey>* key) const;
   bool IsGost() const;
 
